@@ -1,0 +1,44 @@
+# One function for each kind of thing that the tree holds, so that all of a kind are built alike.
+
+# What every target of this tree is compiled with.
+add_library( sipauth-common INTERFACE )
+target_include_directories( sipauth-common INTERFACE ${PROJECT_SOURCE_DIR}/include ${PROJECT_SOURCE_DIR}/source )
+# Aborts name the source file from the root of the tree, wherever it was built.
+target_compile_options( sipauth-common INTERFACE -ffile-prefix-map=${PROJECT_SOURCE_DIR}/= )
+target_link_libraries( sipauth-common INTERFACE sipauth-warnings )
+if( SIPAUTH_SANITIZE )
+    target_compile_options( sipauth-common INTERFACE -fsanitize=${SIPAUTH_SANITIZE} -fno-omit-frame-pointer
+        -fno-sanitize-recover=all )
+    target_link_options( sipauth-common INTERFACE -fsanitize=${SIPAUTH_SANITIZE} )
+endif()
+if( SIPAUTH_COVERAGE )
+    target_compile_options( sipauth-common INTERFACE --coverage -O0 -fprofile-update=atomic )
+    target_link_options( sipauth-common INTERFACE --coverage )
+endif()
+if( SIPAUTH_BUILD_FUZZ )
+    target_compile_options( sipauth-common INTERFACE -fsanitize=fuzzer-no-link )
+endif()
+
+# Library and platform code: no exceptions, no run-time types, nothing visible that a header does not export.
+add_library( sipauth-library-code INTERFACE )
+target_compile_options( sipauth-library-code INTERFACE
+    $<$<COMPILE_LANGUAGE:CXX>:-fno-exceptions -fno-rtti> -fvisibility=hidden -fno-plt )
+target_link_libraries( sipauth-library-code INTERFACE sipauth-common )
+
+# sipauth_add_module( NAME SOURCES... ): the objects of one module folder, as target module-NAME.
+function( sipauth_add_module name )
+    add_library( module-${name} OBJECT ${ARGN} )
+    set_target_properties( module-${name} PROPERTIES POSITION_INDEPENDENT_CODE ON )
+    target_link_libraries( module-${name} PUBLIC sipauth-library-code )
+endfunction()
+
+# sipauth_add_test( NAME [SOURCES ...] [LIBRARIES ...] ): one GoogleTest program, run by CTest as NAME. Its main program
+# checks after each test that no object is left alive.
+function( sipauth_add_test name )
+    cmake_parse_arguments( arg "" "" "SOURCES;LIBRARIES" ${ARGN} )
+    add_executable( ${name}_test ${arg_SOURCES} )
+    target_link_libraries( ${name}_test PRIVATE ${arg_LIBRARIES} sipauth-test-support sipauth-common )
+    target_compile_definitions( ${name}_test PRIVATE
+        SIPAUTH_TEST_DATA="${PROJECT_SOURCE_DIR}/tests/data" SIPAUTH_SOURCE_DIR="${PROJECT_SOURCE_DIR}" )
+    add_test( NAME ${name} COMMAND ${name}_test --gtest_brief=1 )
+endfunction()
