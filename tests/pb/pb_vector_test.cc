@@ -12,7 +12,10 @@ namespace
 
 using pb::own;
 
-pb::Ref<pbString> string( const char *text ) { return own( pbStringCreateFromCstr( text, -1 ) ); }
+pb::Ref<pbString> string( const char *text )
+{
+    return own( pbStringCreateFromCstr( text, -1 ) );
+}
 
 pb::Ref<pbVector> vectorOf( std::initializer_list<const char *> texts )
 {
