@@ -1,55 +1,17 @@
-// Short ways from C++ text to the runtime's strings and buffers and back.
+// The short ways between C++ text and the runtime's strings and buffers, under the tests' own name.
 #ifndef SUPPORT_TEXT_H
 #define SUPPORT_TEXT_H
 
-#include <pb/pb_buffer.h>
-#include <pb/pb_ref.hh>
-#include <pb/pb_string.h>
-
-#include <string>
-#include <string_view>
+#include <pb/pb_std.hh>
 
 namespace support
 {
 
-/// A new string from UTF-8 text.
-inline pb::Ref<pbString> string( std::string_view text )
-{
-    return pb::own( pbStringCreateFromCstr( text.data(), static_cast<int64_t>( text.size() ) ) );
-}
-
-/// A string's text as UTF-8; "(null)" for null.
-inline std::string text( pbString *string )
-{
-    if( !string )
-        return "(null)";
-    int64_t length = 0;
-    uint8_t *bytes = pbStringConvertToUtf8( string, &length );
-    std::string result( reinterpret_cast<char *>( bytes ), static_cast<size_t>( length ) );
-    pbMemFree( bytes );
-    return result;
-}
-
-/// The same for a string that a function returned: adopts the reference.
-inline std::string textOf( pbString *returned )
-{
-    return text( pb::own( returned ) );
-}
-
-/// A new buffer with bytes.
-inline pb::Ref<pbBuffer> buffer( std::string_view bytes )
-{
-    return pb::own( pbBufferCreateFromBytes( bytes.data(), static_cast<int64_t>( bytes.size() ) ) );
-}
-
-/// A buffer's bytes; "(null)" for null.
-inline std::string bytes( pbBuffer *buffer )
-{
-    if( !buffer )
-        return "(null)";
-    return std::string( reinterpret_cast<const char *>( pbBufferBacking( buffer ) ),
-                        static_cast<size_t>( pbBufferLength( buffer ) ) );
-}
+using pb::buffer;
+using pb::bytes;
+using pb::string;
+using pb::text;
+using pb::textOf;
 
 } // namespace support
 
