@@ -32,6 +32,17 @@ function( sipauth_add_module name )
     target_link_libraries( module-${name} PUBLIC sipauth-library-code )
 endfunction()
 
+# sipauth_shared_library( NAME MODULES ... ): what all shared libraries of this tree have in common. NAME exports what
+# the headers of its modules declare under PB_EXPORT, and finds the others beside it wherever they are installed.
+function( sipauth_shared_library name )
+    cmake_parse_arguments( arg "" "" "MODULES" ${ARGN} )
+    set( map ${PROJECT_SOURCE_DIR}/cmake/exports.map )
+    target_link_libraries( ${name} PRIVATE sipauth-library-code )
+    target_link_options( ${name} PRIVATE -Wl,--version-script=${map} -Wl,--no-undefined )
+    set_target_properties( ${name} PROPERTIES VERSION 4.2 SOVERSION 4 LINK_DEPENDS ${map}
+        INSTALL_RPATH "$ORIGIN" SIPAUTH_MODULES "${arg_MODULES}" )
+endfunction()
+
 # sipauth_add_test( NAME [SOURCES ...] [LIBRARIES ...] ): one GoogleTest program, run by CTest as NAME. Its main program
 # checks after each test that no object is left alive.
 function( sipauth_add_test name )
