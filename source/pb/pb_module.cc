@@ -91,4 +91,7 @@ const char *pbModuleNeeds( const pbModule *module )
     return module->record->needs;
 }
 
-const pbModule *pbBaseModule() { return &pb___module; }
+const pbModule *pbBaseModule()
+{
+    return &pb___module;
+}

@@ -6,8 +6,6 @@
 #include <cstdlib>
 #include <mutex>
 
-
-
 constinit pbSort pb___sort_PB_SORT = {
     { &pb___sort_PB_SORT, 1 }, nullptr, "PB_SORT", nullptr, nullptr, nullptr, 0, nullptr };
 

@@ -22,7 +22,10 @@
     static void freeFunc( pbObj *obj );                                                                                \
     static constinit pbSort prefix##___sort_##SORT = {                                                                 \
         { &pb___sort_PB_SORT, 1 }, &prefix##___module, #SORT, freeFunc, compFunc, toStringFunc, 0, nullptr };          \
-    pbSort *Type##Sort() { return &prefix##___sort_##SORT; }                                                           \
+    pbSort *Type##Sort()                                                                                               \
+    {                                                                                                                  \
+        return &prefix##___sort_##SORT;                                                                                \
+    }                                                                                                                  \
     Type *Type##Retain( Type *obj )                                                                                    \
     {                                                                                                                  \
         PB_ASSERT_CONTEXT( "stdfunc retain", obj, "obj" );                                                             \
@@ -34,7 +37,10 @@
         PB_ASSERT_CONTEXT( "stdfunc release", obj, "obj" );                                                            \
         pb::release( obj->object );                                                                                    \
     }                                                                                                                  \
-    pbObj *Type##Obj( Type *obj ) { return pb::toObj( obj ); }                                                         \
+    pbObj *Type##Obj( Type *obj )                                                                                      \
+    {                                                                                                                  \
+        return pb::toObj( obj );                                                                                       \
+    }                                                                                                                  \
     Type *Type##From( pbObj *obj )                                                                                     \
     {                                                                                                                  \
         PB_ASSERT_CONTEXT( "stdfunc from", !obj || pbObjSort( obj ) == &prefix##___sort_##SORT,                        \

@@ -69,7 +69,10 @@ pbVector *mutate( pbVector **vec, int64_t capacity )
 
 } // namespace
 
-pbVector *pbVectorCreate() { return &emptyVector; }
+pbVector *pbVectorCreate()
+{
+    return &emptyVector;
+}
 
 int64_t pbVectorLength( pbVector *vec )
 {
@@ -117,7 +120,10 @@ void pbVectorAppendObj( pbVector **vec, pbObj *obj )
     pbVectorInsertObj( vec, ( *vec )->length, obj );
 }
 
-void pbVectorPrependObj( pbVector **vec, pbObj *obj ) { pbVectorInsertObj( vec, 0, obj ); }
+void pbVectorPrependObj( pbVector **vec, pbObj *obj )
+{
+    pbVectorInsertObj( vec, 0, obj );
+}
 
 void pbVectorInsertObj( pbVector **vec, int64_t index, pbObj *obj )
 {
@@ -132,9 +138,15 @@ void pbVectorInsertObj( pbVector **vec, int64_t index, pbObj *obj )
     changed->length++;
 }
 
-void pbVectorAppendString( pbVector **vec, pbString *string ) { pbVectorAppendObj( vec, pbStringObj( string ) ); }
+void pbVectorAppendString( pbVector **vec, pbString *string )
+{
+    pbVectorAppendObj( vec, pbStringObj( string ) );
+}
 
-void pbVectorPrependString( pbVector **vec, pbString *string ) { pbVectorPrependObj( vec, pbStringObj( string ) ); }
+void pbVectorPrependString( pbVector **vec, pbString *string )
+{
+    pbVectorPrependObj( vec, pbStringObj( string ) );
+}
 
 void pbVectorInsertString( pbVector **vec, int64_t index, pbString *string )
 {

@@ -1,5 +1,6 @@
 // Vectors.
 #include "support/abort.h"
+#include "support/text.h"
 
 #include <pb/pb_ref.hh>
 #include <pb/pb_string.h>
@@ -11,8 +12,7 @@ namespace
 {
 
 using pb::own;
-
-pb::Ref<pbString> string( const char *text ) { return own( pbStringCreateFromCstr( text, -1 ) ); }
+using support::string;
 
 pb::Ref<pbVector> vectorOf( std::initializer_list<const char *> texts )
 {
@@ -27,7 +27,7 @@ std::string joined( pbVector *vec )
     auto text = own( pbStringCreate() );
     for( int64_t index = 0; index < pbVectorLength( vec ); index++ )
         pbStringAppend( text.inout(), pbStringFrom( own( pbVectorObjAt( vec, index ) ) ) );
-    return std::string( pbStringAscii( text ), static_cast<size_t>( pbStringLength( text ) ) );
+    return support::text( text );
 }
 
 TEST( Vector, IsEmptyWhenCreated )

@@ -14,7 +14,8 @@ namespace support
 /// Matches a standard error output that is one abort line: PATH without line number, then the whole rest.
 inline testing::Matcher<const std::string &> abortLine( const std::string &path, const std::string &rest )
 {
-    auto quote = []( const std::string &text ) {
+    auto quote = []( const std::string &text )
+    {
         std::string quoted;
         for( char c : text )
         {
