@@ -54,8 +54,9 @@ function( sipauth_add_test name )
     cmake_parse_arguments( arg "" "" "SOURCES;LIBRARIES" ${ARGN} )
     add_executable( ${name}_test ${arg_SOURCES} )
     target_link_libraries( ${name}_test PRIVATE ${arg_LIBRARIES} sipauth-test-support sipauth-common )
-    target_compile_definitions( ${name}_test PRIVATE
-        SIPAUTH_TEST_DATA="${PROJECT_SOURCE_DIR}/tests/data" SIPAUTH_SOURCE_DIR="${PROJECT_SOURCE_DIR}" )
+    if( SIPAUTH_PRECOMPILE_TESTS )
+        target_precompile_headers( ${name}_test REUSE_FROM sipauth-test-support )
+    endif()
     add_test( NAME ${name} COMMAND ${name}_test --gtest_brief=1 )
 endfunction()
 
