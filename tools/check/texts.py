@@ -8,7 +8,7 @@ import tree
 TEXT_SUFFIXES = tree.CXX_SUFFIXES | {".py", ".txt", ".cmake", ".md", ".in", ".json", ".toml", ".sh", ".cfg", ".map"}
 BYTES_MATTER = ("tests/data/", "fuzz/corpus/", "fuzz/seeds/")
 
-OPENING = {".cc": "//", ".h": "//", ".hh": "//", ".c": "//", ".cmake": "#", ".py": '"""'}
+OPENING = {".cc": "//", ".h": "//", ".hh": "//", ".c": ("//", "/*"), ".cmake": "#", ".py": '"""'}
 
 # Prose cites what its reader can look up (an RFC and its section), and says what is, not what was or will be.
 PROSE = [
