@@ -44,7 +44,8 @@ def white_space(file, text):
 
 def opening(file, text):
     """Each source file opens with a comment that says what it is."""
-    mark = OPENING.get(file.suffix) or ("#" if is_script(text) else None)
+    suffix = ".py" if is_script(text) and "python" in text.split("\n", 1)[0] else file.suffix
+    mark = OPENING.get(suffix) or ("#" if is_script(text) else None)
     if mark is None:
         return
     body = text.split("\n", 1)[1] if is_script(text) else text
