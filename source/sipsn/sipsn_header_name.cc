@@ -1,14 +1,11 @@
 // Names of headers; see the private header.
 #include "sipsn/sipsn_header_name_private.h"
 
-#include <pb/pb_string.h>
+#include "pb/pb_assert.h"
+#include "sipsn/sipsn_text_private.h"
 
-#include <algorithm>
 #include <cstring>
 #include <iterator>
-
-namespace sipsn
-{
 
 namespace
 {
@@ -19,63 +16,50 @@ struct CompactForm
     std::string_view name;
 };
 
+// RFC 3261 section 20, and RFC 3515 (r), 3841 (a, d, j), 3892 (b), 4028 (x), 4474 (n, y), 6665 (o, u).
 constexpr CompactForm compactForms[] = {
-    { 'a', "accept-contact" },
-    { 'b', "referred-by" },
-    { 'c', "content-type" },
-    { 'd', "request-disposition" },
-    { 'e', "content-encoding" },
-    { 'f', "from" },
-    { 'i', "call-id" },
-    { 'j', "reject-contact" },
-    { 'k', "supported" },
-    { 'l', "content-length" },
-    { 'm', "contact" },
-    { 'n', "identity-info" },
-    { 'o', "event" },
-    { 'r', "refer-to" },
-    { 's', "subject" },
-    { 't', "to" },
-    { 'u', "allow-events" },
-    { 'v', "via" },
-    { 'x', "session-expires" },
-    { 'y', "identity" },
+    { 'a', "Accept-Contact" },
+    { 'b', "Referred-By" },
+    { 'c', "Content-Type" },
+    { 'd', "Request-Disposition" },
+    { 'e', "Content-Encoding" },
+    { 'f', "From" },
+    { 'i', "Call-ID" },
+    { 'j', "Reject-Contact" },
+    { 'k', "Supported" },
+    { 'l', "Content-Length" },
+    { 'm', "Contact" },
+    { 'n', "Identity-Info" },
+    { 'o', "Event" },
+    { 'r', "Refer-To" },
+    { 's', "Subject" },
+    { 't', "To" },
+    { 'u', "Allow-Events" },
+    { 'v', "Via" },
+    { 'x', "Session-Expires" },
+    { 'y', "Identity" },
 };
 static_assert( std::size( compactForms ) == 20 );
 
-constexpr char lower( char ch ) { return ch >= 'A' && ch <= 'Z' ? static_cast<char>( ch + ( 'a' - 'A' ) ) : ch; }
+bool isLetter( std::string_view name, char letter )
+{
+    return name.size() == 1 && sipsn::lower( name[0] ) == letter;
+}
+
+std::string_view asciiOf( pbString *name )
+{
+    const char *ascii = pbStringAscii( name );
+    PB_ASSERT( ascii );
+    return { ascii, static_cast<size_t>( pbStringLength( name ) ) };
+}
 
 } // namespace
 
-bool tokenOk( std::string_view text )
-{
-    return !text.empty() && std::all_of( text.begin(), text.end(),
-                                         []( char ch ) { return tokenBytes[static_cast<unsigned char>( ch )]; } );
-}
-
-bool tokenOk( pbString *text )
-{
-    const char *ascii = pbStringAscii( text );
-    return ascii && tokenOk( std::string_view( ascii, static_cast<size_t>( pbStringLength( text ) ) ) );
-}
-
-bool equalsCaseFold( std::string_view a, std::string_view b )
-{
-    return a.size() == b.size() &&
-           std::equal( a.begin(), a.end(), b.begin(), []( char x, char y ) { return lower( x ) == lower( y ); } );
-}
-
-std::string_view viewOf( const char *text, int64_t length )
-{
-    return { text, length < 0 ? std::strlen( text ) : static_cast<size_t>( length ) };
-}
-
-HeaderName::HeaderName( std::string_view name ) : long_( name ), compact_( 0 )
+sipsn::HeaderName::HeaderName( std::string_view name ) : long_( name )
 {
     for( const CompactForm &form : compactForms )
     {
-        bool isCompact = name.size() == 1 && lower( name[0] ) == form.letter;
-        if( !isCompact && !equalsCaseFold( name, form.name ) )
+        if( !isLetter( name, form.letter ) && !equalsCaseFold( name, form.name ) )
             continue;
         long_ = form.name;
         compact_ = form.letter;
@@ -83,11 +67,19 @@ HeaderName::HeaderName( std::string_view name ) : long_( name ), compact_( 0 )
     }
 }
 
-bool HeaderName::matches( std::string_view name ) const
+sipsn::HeaderName::HeaderName( const char *name, int64_t length )
+    : HeaderName( std::string_view( name, length < 0 ? std::strlen( name ) : static_cast<size_t>( length ) ) )
 {
-    if( name.size() == 1 && compact_ )
-        return lower( name[0] ) == compact_;
-    return equalsCaseFold( name, long_ );
 }
 
-} // namespace sipsn
+sipsn::HeaderName::HeaderName( pbString *name ) : HeaderName( asciiOf( name ) ) {}
+
+bool sipsn::HeaderName::matches( std::string_view name ) const
+{
+    return equalsCaseFold( name, long_ ) || ( compact_ && isLetter( name, compact_ ) );
+}
+
+bool sipsn::HeaderName::matches( pbString *name ) const
+{
+    return matches( asciiOf( name ) );
+}

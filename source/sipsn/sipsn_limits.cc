@@ -1,25 +1,20 @@
-// Limits on what a decoder of SIP messages takes from outside.
-#include "sipsn/sipsn_private.h"
+// Limits on what a decoder of SIP messages takes from outside. The defaults are one static object, so that decoding
+// with them costs no allocation.
+#include "sipsn/sipsn_limits_private.h"
 
 #include "pb/pb_type.h"
-
-#include <sipsn/sipsn_limits.h>
-
-struct sipsnLimits
-{
-    pb::Object object;
-    int64_t messageBytes;
-    int64_t headerLines;
-    int64_t headerLineBytes;
-    int64_t bodyBytes;
-};
+#include "sipsn/sipsn_private.h"
 
 PB_TYPE( sipsnLimits, SIPSN_LIMITS, sipsn, sipsn___LimitsFreeFunc, nullptr );
-/*             holder  name             field            value  check */
+// A number with a check is what this row takes, too.
+/*                          holder  name             field            value  check */
 PB_FIELD_ENUM( sipsnLimits, limits, MessageBytes,    messageBytes,    bytes, bytes >= 1 );
 PB_FIELD_ENUM( sipsnLimits, limits, HeaderLines,     headerLines,     lines, lines >= 1 );
 PB_FIELD_ENUM( sipsnLimits, limits, HeaderLineBytes, headerLineBytes, bytes, bytes >= 1 );
 PB_FIELD_ENUM( sipsnLimits, limits, BodyBytes,       bodyBytes,       bytes, bytes >= 0 );
+
+static constinit sipsnLimits defaultLimits = {
+    { &sipsn___sort_SIPSN_LIMITS, pb::staticReferences }, 65536, 256, 8192, 65536 };
 
 static void sipsn___LimitsFreeFunc( pbObj *obj )
 {
@@ -30,12 +25,7 @@ static void sipsn___LimitsFreeFunc( pbObj *obj )
 
 sipsnLimits *sipsnLimitsCreate()
 {
-    pb::Ref<sipsnLimits> limits = pb::create<sipsnLimits>( sipsnLimitsSort() );
-    limits->messageBytes = 65536;
-    limits->headerLines = 256;
-    limits->headerLineBytes = 8192;
-    limits->bodyBytes = 65536;
-    return limits.give();
+    return &defaultLimits;
 }
 
 sipsnLimits *sipsnLimitsCreateFrom( sipsnLimits *source )

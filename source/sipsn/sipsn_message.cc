@@ -7,6 +7,8 @@
 #include "sipsn/sipsn_message_header_private.h"
 #include "sipsn/sipsn_private.h"
 
+#include <pb/pb_std.hh>
+
 #include <algorithm>
 
 using sipsn::HeaderLine;
@@ -30,27 +32,23 @@ int64_t sizeFor( uint32_t linesCapacity )
     return static_cast<int64_t>( sizeof( sipsnMessage ) + linesCapacity * sizeof( HeaderLine ) );
 }
 
-pb::Ref<pbString> stringOf( std::string_view text )
-{
-    return pb::own( pbStringCreateFromCstr( text.data(), static_cast<int64_t>( text.size() ) ) );
-}
-
 // A value on one line: each run of white space with a line end in it becomes one blank (RFC 3261 section 7.3.1).
 pb::Ref<pbString> unfolded( std::string_view value )
 {
     if( value.find( '\n' ) == std::string_view::npos )
-        return stringOf( value );
+        return pb::string( value );
     auto space = []( char ch ) { return sipsn::isSpace( static_cast<uint8_t>( ch ) ); };
     pb::Text text;
-    for( auto at = value.begin(); at != value.end(); )
+    const char *end = value.data() + value.size();
+    for( const char *at = value.data(); at < end; )
     {
-        auto run = std::find_if( at, value.end(), space );
-        auto next = std::find_if_not( run, value.end(), space );
-        text.append( &*at, run - at );
+        const char *run = std::find_if( at, end, space );
+        const char *next = std::find_if_not( run, end, space );
+        text.append( at, run - at );
         if( std::find( run, next, '\n' ) != next )
             text.append( " " );
         else
-            text.append( &*run, next - run );
+            text.append( run, next - run );
         at = next;
     }
     return text.toString();
@@ -62,7 +60,7 @@ pb::Ref<sipsnMessageHeader> findBareHeader( sipsnMessage *message, const HeaderN
     for( int64_t index = 0; index < length; index++ )
     {
         auto header = pb::own( sipsnMessageHeaderFrom( pbVectorObjAt( message->bareHeaders, index ) ) );
-        if( name.matches( pb::own( sipsnMessageHeaderName( header ) ) ) )
+        if( name.matches( pb::own( sipsnMessageHeaderName( header ) ).get() ) )
             return header;
     }
     return nullptr;
@@ -78,7 +76,7 @@ pb::Ref<sipsnMessageHeader> findHeader( sipsnMessage *message, const HeaderName 
         if( !name.matches( message->view( line.name ) ) )
             continue;
         if( !foundName )
-            foundName = stringOf( message->view( line.name ) );
+            foundName = pb::string( message->view( line.name ) );
         pbVectorAppendString( lines.inout(), unfolded( message->view( line.value ) ) );
     }
     if( !foundName )
@@ -90,22 +88,19 @@ pb::Ref<sipsnMessageHeader> findHeader( sipsnMessage *message, const HeaderName 
 
 pb::Ref<sipsnMessage> sipsn::createMessage( uint32_t linesCapacity )
 {
-    auto message = pb::own(
-        reinterpret_cast<sipsnMessage *>( pb___ObjCreate( sizeFor( linesCapacity ), sipsnMessageSort() ) ) );
+    auto message =
+        pb::own( reinterpret_cast<sipsnMessage *>( pb___ObjCreate( sizeFor( linesCapacity ), sipsnMessageSort() ) ) );
     message->linesCapacity = linesCapacity;
     return message;
 }
 
-void sipsn::addLine( pb::Ref<sipsnMessage> &message, const HeaderLine &line )
+pb::Ref<sipsnMessage> sipsn::growLines( pb::Ref<sipsnMessage> message )
 {
-    if( message->linesLength == message->linesCapacity ) [[unlikely]]
-    {
-        uint32_t grown = 2 * message->linesCapacity + 1;
-        *message.inout() =
-            reinterpret_cast<sipsnMessage *>( pb___ObjResize( pb::toObj( message.get() ), sizeFor( grown ) ) );
-        message->linesCapacity = grown;
-    }
-    message->lines()[message->linesLength++] = line;
+    uint32_t grown = 2 * message->linesCapacity + 1;
+    *message.inout() =
+        reinterpret_cast<sipsnMessage *>( pb___ObjResize( pb::toObj( message.get() ), sizeFor( grown ) ) );
+    message->linesCapacity = grown;
+    return message;
 }
 
 pb::Ref<sipsnMessage> sipsn::copyWithoutLines( sipsnMessage *source, uint32_t linesCapacity )
@@ -148,14 +143,14 @@ pbString *sipsnMessageRequestMethod( sipsnMessage *message )
 {
     PB_ASSERT( message );
     PB_ASSERT( sipsnMessageIsRequest( message ) );
-    return stringOf( message->view( message->method ) ).give();
+    return pb::string( message->view( message->method ) ).give();
 }
 
 pbString *sipsnMessageRequestIri( sipsnMessage *message )
 {
     PB_ASSERT( message );
     PB_ASSERT( sipsnMessageIsRequest( message ) );
-    return stringOf( message->view( message->text ) ).give();
+    return pb::string( message->view( message->text ) ).give();
 }
 
 int64_t sipsnMessageResponseStatusCode( sipsnMessage *message )
@@ -169,23 +164,23 @@ pbString *sipsnMessageResponseReasonPhrase( sipsnMessage *message )
 {
     PB_ASSERT( message );
     PB_ASSERT( sipsnMessageIsResponse( message ) );
-    return stringOf( message->view( message->text ) ).give();
+    return pb::string( message->view( message->text ) ).give();
 }
 
-int64_t sipsnMessageHeaderLinesLength( sipsnMessage *message )
+int64_t sipsnMessageLinesLength( sipsnMessage *message )
 {
     PB_ASSERT( message );
     return message->linesLength;
 }
 
-pbString *sipsnMessageHeaderLineNameAt( sipsnMessage *message, int64_t index )
+pbString *sipsnMessageLineNameAt( sipsnMessage *message, int64_t index )
 {
     PB_ASSERT( message );
     PB_ASSERT( index >= 0 && index < message->linesLength );
-    return stringOf( message->view( message->lines()[index].name ) ).give();
+    return pb::string( message->view( message->lines()[index].name ) ).give();
 }
 
-pbString *sipsnMessageHeaderLineValueAt( sipsnMessage *message, int64_t index )
+pbString *sipsnMessageLineValueAt( sipsnMessage *message, int64_t index )
 {
     PB_ASSERT( message );
     PB_ASSERT( index >= 0 && index < message->linesLength );
@@ -206,7 +201,7 @@ sipsnMessageHeader *sipsnMessageHeaderCstr( sipsnMessage *message, const char *n
     PB_ASSERT( message );
     PB_ASSERT( name );
     PB_ASSERT( length >= -1 );
-    return findHeader( message, HeaderName( sipsn::viewOf( name, length ) ) ).give();
+    return findHeader( message, HeaderName( name, length ) ).give();
 }
 
 pbBuffer *sipsnMessageBody( sipsnMessage *message )

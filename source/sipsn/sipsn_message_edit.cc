@@ -5,6 +5,9 @@
 #include "sipsn/sipsn_message_private.h"
 
 #include "pb/pb_text.h"
+#include "sipsn/sipsn_text_private.h"
+
+#include <sipsn/sipsn_status_code.h>
 
 #include <algorithm>
 #include <limits>
@@ -33,9 +36,8 @@ public:
         HeaderLine line = source_->lines()[index];
         uint32_t shift = offset() - line.name.start; // modulo 2^32, as the additions below
         appendSource( line.name.start, source_->lineEnd( index ) );
-        for( Span *span : { &line.name, &line.value } )
-            *span = { span->start + shift, span->end + shift };
-        sipsn::addLine( message_, line );
+        auto shifted = [shift]( Span span ) { return Span{ span.start + shift, span.end + shift }; };
+        sipsn::addLine( message_, shifted( line.name ), shifted( line.value ) );
     }
 
     // Writes all lines of a header.
@@ -52,8 +54,7 @@ public:
         message_->head.end = offset();
         appendSource( source_->head.end, source_->bodyStart );
         message_->bodyStart = offset();
-        auto buffer =
-            pb::own( pbBufferCreateFromBytes( bytes_.bytes(), bytes_.length() ) );
+        auto buffer = pb::own( pbBufferCreateFromBytes( bytes_.bytes(), bytes_.length() ) );
         if( body )
             pbBufferAppend( buffer.inout(), body );
         message_->buffer = std::move( buffer );
@@ -75,17 +76,16 @@ private:
 
     void appendLine( pbString *name, pbString *value )
     {
-        HeaderLine line{};
-        line.name.start = offset();
+        Span nameSpan = { offset(), 0 };
         bytes_.append( name );
-        line.name.end = offset();
+        nameSpan.end = offset();
         bytes_.append( ": " );
-        Span written = { offset(), 0 };
+        Span valueSpan = { offset(), 0 };
         bytes_.append( value );
-        written.end = offset();
-        line.value = sipsn::trimmed( reinterpret_cast<const uint8_t *>( bytes_.bytes() ), written );
+        valueSpan.end = offset();
         bytes_.append( "\r\n" );
-        sipsn::addLine( message_, line );
+        auto bytes = reinterpret_cast<const uint8_t *>( bytes_.bytes() );
+        sipsn::addLine( message_, nameSpan, sipsn::trimmed( bytes, valueSpan ) );
     }
 
     sipsnMessage *source_;
@@ -138,7 +138,7 @@ void setBareHeader( sipsnMessage *message, const HeaderName &name, sipsnMessageH
     for( int64_t index = 0; index < length; index++ )
     {
         auto other = pb::own( sipsnMessageHeaderFrom( pbVectorObjAt( message->bareHeaders, index ) ) );
-        if( !name.matches( pb::own( sipsnMessageHeaderName( other ) ) ) )
+        if( !name.matches( pb::own( sipsnMessageHeaderName( other ) ).get() ) )
             pbVectorAppendObj( headers.inout(), sipsnMessageHeaderObj( other ) );
     }
     if( header )
@@ -165,21 +165,6 @@ pb::Ref<sipsnMessage> createFromStartLine( pb::Text &text )
     return message;
 }
 
-// Whether a text stands as Request-URI between two blanks of the request line.
-bool iriOk( pbString *iri )
-{
-    const pbChar *chs = pbStringBacking( iri );
-    int64_t length = pbStringLength( iri );
-    return length > 0 && std::all_of( chs, chs + length, []( pbChar ch ) { return ch > ' ' && ch != 0x7F; } );
-}
-
-bool reasonPhraseOk( pbString *reasonPhrase )
-{
-    const pbChar *chs = pbStringBacking( reasonPhrase );
-    return std::none_of( chs, chs + pbStringLength( reasonPhrase ),
-                         []( pbChar ch ) { return ch == '\r' || ch == '\n' || ch == 0; } );
-}
-
 } // namespace
 
 sipsnMessage *sipsnMessageCreateRequest( pbString *method, pbString *iri )
@@ -187,7 +172,7 @@ sipsnMessage *sipsnMessageCreateRequest( pbString *method, pbString *iri )
     PB_ASSERT( method );
     PB_ASSERT( sipsn::tokenOk( method ) );
     PB_ASSERT( iri );
-    PB_ASSERT( iriOk( iri ) );
+    PB_ASSERT( sipsn::requestIriOk( iri ) );
     pb::Text text;
     text.append( method );
     auto methodEnd = static_cast<uint32_t>( text.length() );
@@ -205,7 +190,7 @@ sipsnMessage *sipsnMessageCreateResponse( int64_t statusCode, pbString *reasonPh
 {
     PB_ASSERT( sipsnStatusCodeOk( statusCode ) );
     PB_ASSERT( reasonPhrase );
-    PB_ASSERT( reasonPhraseOk( reasonPhrase ) );
+    PB_ASSERT( sipsn::lineOk( reasonPhrase ) );
     pb::Text text;
     text.format( "SIP/2.0 %i ", statusCode );
     auto phraseStart = static_cast<uint32_t>( text.length() );
@@ -224,7 +209,7 @@ void sipsnMessageSetHeader( sipsnMessage **message, sipsnMessageHeader *header )
     PB_ASSERT( *message );
     PB_ASSERT( header );
     auto text = pb::own( sipsnMessageHeaderName( header ) );
-    HeaderName name( sipsn::viewOf( pbStringAscii( text ), pbStringLength( text ) ) );
+    HeaderName name( text.get() );
     pb::Ref<sipsnMessage> changed = withLines( *message, name, header );
     setBareHeader( changed, name, sipsnMessageHeaderLinesLength( header ) == 0 ? header : nullptr );
     replace( message, std::move( changed ) );
@@ -236,7 +221,7 @@ void sipsnMessageDelHeaderCstr( sipsnMessage **message, const char *name, int64_
     PB_ASSERT( *message );
     PB_ASSERT( name );
     PB_ASSERT( length >= -1 );
-    HeaderName searched( sipsn::viewOf( name, length ) );
+    HeaderName searched( name, length );
     pb::Ref<sipsnMessage> changed = withLines( *message, searched, nullptr );
     setBareHeader( changed, searched, nullptr );
     replace( message, std::move( changed ) );
@@ -249,7 +234,7 @@ void sipsnMessageSetBody( sipsnMessage **message, pbBuffer *body )
     int64_t length = body ? pbBufferLength( body ) : 0;
     auto header = pb::own( sipsnMessageHeaderCreateCstr( "Content-Length", -1 ) );
     sipsnMessageHeaderAppendLine( header.inout(), pb::own( pbStringCreateFromFormatCstr( "%i", -1, length ) ) );
-    HeaderName name( "Content-Length" );
+    HeaderName name( "Content-Length", -1 );
     pb::Ref<sipsnMessage> changed = replaceLines( *message, name, header, body );
     setBareHeader( changed, name, nullptr );
     replace( message, std::move( changed ) );

@@ -2,10 +2,8 @@
 #include "sipsn/sipsn_message_header_private.h"
 
 #include "pb/pb_type.h"
-#include "sipsn/sipsn_header_name_private.h"
 #include "sipsn/sipsn_private.h"
-
-#include <algorithm>
+#include "sipsn/sipsn_text_private.h"
 
 struct sipsnMessageHeader
 {
@@ -22,19 +20,6 @@ static void sipsn___MessageHeaderFreeFunc( pbObj *obj )
     PB_ASSERT( header );
     pb::poison( header->name, header->lines );
 }
-
-namespace
-{
-
-// Whether a text stays on its line when it is written into a message.
-bool lineOk( pbString *line )
-{
-    const pbChar *chs = pbStringBacking( line );
-    return std::none_of( chs, chs + pbStringLength( line ),
-                         []( pbChar ch ) { return ch == '\r' || ch == '\n' || ch == 0; } );
-}
-
-} // namespace
 
 pb::Ref<sipsnMessageHeader> sipsn::createHeader( pb::Ref<pbString> name, pb::Ref<pbVector> lines )
 {
@@ -95,7 +80,7 @@ void sipsnMessageHeaderAppendLine( sipsnMessageHeader **header, pbString *line )
     PB_ASSERT( header );
     PB_ASSERT( *header );
     PB_ASSERT( line );
-    PB_ASSERT( lineOk( line ) );
+    PB_ASSERT( sipsn::lineOk( line ) );
     pbVectorAppendString( pb::mutate( header )->lines.inout(), line );
 }
 

@@ -61,14 +61,30 @@ namespace sipsn
 /// A message with nothing in it, and room for header lines.
 pb::Ref<sipsnMessage> createMessage( uint32_t linesCapacity );
 
-/// Puts an index entry behind the last one, and makes room when there is none.
-void addLine( pb::Ref<sipsnMessage> &message, const HeaderLine &line );
+/// The message with room for more index entries.
+pb::Ref<sipsnMessage> growLines( pb::Ref<sipsnMessage> message );
+
+/// Puts an index entry behind the last one.
+inline void addLine( pb::Ref<sipsnMessage> &message, Span name, Span value )
+{
+    if( message->linesLength == message->linesCapacity ) [[unlikely]]
+        message = growLines( std::move( message ) );
+    // Member by member: a block copy right after its parts were written would wait for them.
+    HeaderLine &line = message->lines()[message->linesLength++];
+    line.name.start = name.start;
+    line.name.end = name.end;
+    line.value.start = value.start;
+    line.value.end = value.end;
+}
 
 /// The same message but for its header lines, for which there is room.
 pb::Ref<sipsnMessage> copyWithoutLines( sipsnMessage *source, uint32_t linesCapacity );
 
 /// Whether a byte is white space within a header: blank, tab, or part of a line end in a folded line.
-inline bool isSpace( uint8_t byte ) { return byte == ' ' || byte == '\t' || byte == '\r' || byte == '\n'; }
+inline bool isSpace( uint8_t byte )
+{
+    return byte == ' ' || byte == '\t' || byte == '\r' || byte == '\n';
+}
 
 /// SPAN of BYTES without the white space at both ends.
 inline Span trimmed( const uint8_t *bytes, Span span )

@@ -13,4 +13,7 @@ static int64_t starts = 0;
 
 constinit const pbModule sipsn___module = { &record, needs, nullptr, nullptr, &starts };
 
-const pbModule *sipsnModule() { return &sipsn___module; }
+const pbModule *sipsnModule()
+{
+    return &sipsn___module;
+}

@@ -69,7 +69,10 @@ constexpr Phrase phrases[] = {
 };
 static_assert( std::size( phrases ) == 50 );
 
-constexpr bool before( const Phrase &a, const Phrase &b ) { return a.statusCode < b.statusCode; }
+constexpr bool before( const Phrase &a, const Phrase &b )
+{
+    return a.statusCode < b.statusCode;
+}
 static_assert( std::is_sorted( std::begin( phrases ), std::end( phrases ), before ) );
 
 // The names of the classes 1xx to 6xx.
@@ -79,16 +82,26 @@ static_assert( std::size( classPhrases ) == 6 );
 
 } // namespace
 
-pbBool sipsnStatusCodeOk( int64_t statusCode ) { return statusCode >= 100 && statusCode <= 699; }
+pbBool sipsnStatusCodeOk( int64_t statusCode )
+{
+    return statusCode >= 100 && statusCode <= 699;
+}
 
-pbBool sipsnStatusCodeInformational( int64_t statusCode ) { return statusCode >= 100 && statusCode <= 199; }
+pbBool sipsnStatusCodeInformational( int64_t statusCode )
+{
+    return statusCode >= 100 && statusCode <= 199;
+}
 
-pbBool sipsnStatusCodeSuccess( int64_t statusCode ) { return statusCode >= 200 && statusCode <= 299; }
+pbBool sipsnStatusCodeSuccess( int64_t statusCode )
+{
+    return statusCode >= 200 && statusCode <= 299;
+}
 
 const char *sipsnStatusCodeReasonPhrase( int64_t statusCode )
 {
     PB_ASSERT( sipsnStatusCodeOk( statusCode ) );
-    const Phrase *found = std::lower_bound( std::begin( phrases ), std::end( phrases ), Phrase{ statusCode, "" }, before );
+    const Phrase *found =
+        std::lower_bound( std::begin( phrases ), std::end( phrases ), Phrase{ statusCode, "" }, before );
     if( found != std::end( phrases ) && found->statusCode == statusCode )
         return found->text;
     return classPhrases[statusCode / 100 - 1];
