@@ -97,8 +97,10 @@ int64_t scoreAndFilterQop( sipauthAuthenticate **ac, sipauthOptions *opt )
         else
             pbVectorDelAt( qops.inout(), index );
     }
+    if( best == unusable )
+        return unusable;
     sipauthAuthenticateSetDigestQopOptionsVector( ac, qops );
-    return best == unusable ? unusable : best * qopWeight;
+    return best * qopWeight;
 }
 
 int64_t scoreAndFilter( sipauthAuthenticate **ac, sipauthOptions *opt )
