@@ -16,4 +16,6 @@ list( APPEND sipauth_sources
 
 # Configuration.
 list( APPEND sipauth_sources
-    )
+    base/sipauth_credentials.cc
+    base/sipauth_defaults.cc
+    base/sipauth_options.cc )

@@ -16,6 +16,8 @@ void sipauth___DigestQopShutdown();
 int64_t sipauth___DigestQopTryDecode( pbString *string );
 /// A new string: the token that stands in headers. SIPAUTH_DIGEST_QOP_NONE has none and aborts.
 pbString *sipauth___DigestQopEncode( int64_t qop );
+/// The same as static C text.
+const char *sipauth___DigestQopToken( int64_t qop );
 
 PB_END_DECLS
 

@@ -16,4 +16,6 @@ list( APPEND sipauth_test_sources
 
 # Configuration.
 list( APPEND sipauth_test_sources
-    )
+    base/sipauth_credentials_test.cc
+    base/sipauth_defaults_test.cc
+    base/sipauth_options_test.cc )
