@@ -56,8 +56,8 @@ PB_EXPORT void sipauthChallengeSetAuthenticatesVector( sipauthChallenge **ch, pb
 
 /// Puts the header "Proxy-Authenticate" (PROXY not 0) or "Www-Authenticate" into a message, one line for each challenge
 /// in order, in place of any header of that name. Without challenges the header has no lines.
-PB_EXPORT void sipauthChallengeEncodeToMessage( sipauthOptions *opt, sipauthChallenge *challenge,
-                                                sipsnMessage **message, pbBool proxy );
+PB_EXPORT void sipauthChallengeEncodeToMessage( sipauthOptions *opt, sipauthChallenge *ch, sipsnMessage **message,
+                                                pbBool proxy );
 /// The challenges that a message carries in that header, in order; a line that is not a well-formed Basic or Digest
 /// challenge is left out. Null when the message has no such header.
 PB_EXPORT sipauthChallenge *sipauthChallengeTryDecodeFromMessage( sipauthOptions *opt, sipsnMessage *message,

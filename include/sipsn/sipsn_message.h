@@ -68,11 +68,11 @@ PB_EXPORT int64_t sipsnMessageResponseStatusCode( sipsnMessage *message );
 PB_EXPORT pbString *sipsnMessageResponseReasonPhrase( sipsnMessage *message );
 
 /// The number of header lines, each counted.
-PB_EXPORT int64_t sipsnMessageHeaderLinesLength( sipsnMessage *message );
+PB_EXPORT int64_t sipsnMessageLinesLength( sipsnMessage *message );
 /// The name of the header line at INDEX in message order, as it stands in the message.
-PB_EXPORT pbString *sipsnMessageHeaderLineNameAt( sipsnMessage *message, int64_t index );
+PB_EXPORT pbString *sipsnMessageLineNameAt( sipsnMessage *message, int64_t index );
 /// The value of the header line at INDEX in message order, unfolded, without white space around it.
-PB_EXPORT pbString *sipsnMessageHeaderLineValueAt( sipsnMessage *message, int64_t index );
+PB_EXPORT pbString *sipsnMessageLineValueAt( sipsnMessage *message, int64_t index );
 /// The header of a name with all its lines in order; null when the message has none. NAME is its long form in any
 /// letter case; lines under the compact form count.
 PB_EXPORT sipsnMessageHeader *sipsnMessageHeaderByName( sipsnMessage *message, pbString *name );

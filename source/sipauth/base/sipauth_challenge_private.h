@@ -1,6 +1,6 @@
 // What a client does with the challenges of a response before it answers one.
-#ifndef SIPAUTH_SIPAUTH_CHALLENGE_PRIVATE_H
-#define SIPAUTH_SIPAUTH_CHALLENGE_PRIVATE_H
+#ifndef SIPAUTH_BASE_SIPAUTH_CHALLENGE_PRIVATE_H
+#define SIPAUTH_BASE_SIPAUTH_CHALLENGE_PRIVATE_H
 
 #include <sipauth/sipauth_challenge.h>
 

@@ -1,6 +1,6 @@
 // The character classes of the authentication grammar (RFC 2616 section 2.2).
-#ifndef SIPAUTH_SIPAUTH_CHAR_PRIVATE_H
-#define SIPAUTH_SIPAUTH_CHAR_PRIVATE_H
+#ifndef SIPAUTH_BASE_SIPAUTH_CHAR_PRIVATE_H
+#define SIPAUTH_BASE_SIPAUTH_CHAR_PRIVATE_H
 
 #include <pb/pb_base.h>
 

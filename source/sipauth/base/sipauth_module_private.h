@@ -1,6 +1,6 @@
 // Start-up and shut-down of the module.
-#ifndef SIPAUTH_SIPAUTH_MODULE_PRIVATE_H
-#define SIPAUTH_SIPAUTH_MODULE_PRIVATE_H
+#ifndef SIPAUTH_BASE_SIPAUTH_MODULE_PRIVATE_H
+#define SIPAUTH_BASE_SIPAUTH_MODULE_PRIVATE_H
 
 #include <pb/pb_base.h>
 

@@ -1,7 +1,7 @@
 // Quotable strings: texts that stand as quoted strings (RFC 2616 section 2.2) on the wire and are held without quotes
 // and escapes.
-#ifndef SIPAUTH_SIPAUTH_QUOTABLE_STRING_PRIVATE_H
-#define SIPAUTH_SIPAUTH_QUOTABLE_STRING_PRIVATE_H
+#ifndef SIPAUTH_BASE_SIPAUTH_QUOTABLE_STRING_PRIVATE_H
+#define SIPAUTH_BASE_SIPAUTH_QUOTABLE_STRING_PRIVATE_H
 
 #include "pb/pb_text.h"
 

@@ -1,6 +1,6 @@
 // Start and end of the enumeration of schemes.
-#ifndef SIPAUTH_SIPAUTH_SCHEME_PRIVATE_H
-#define SIPAUTH_SIPAUTH_SCHEME_PRIVATE_H
+#ifndef SIPAUTH_BASE_SIPAUTH_SCHEME_PRIVATE_H
+#define SIPAUTH_BASE_SIPAUTH_SCHEME_PRIVATE_H
 
 #include <pb/pb_base.h>
 

@@ -1,8 +1,8 @@
 // The scanners of the authentication grammar (RFC 2616 section 2.2, RFC 2617) over code points. Each returns how many
 // code points it accepts at the start of CHS, 0 for none. CHS may be null when LENGTH is 0. Library code that scans
 // strings takes the same scanners as templates, from sipauth_scan_private.h.
-#ifndef SIPAUTH_SIPAUTH_SKIP_PRIVATE_H
-#define SIPAUTH_SIPAUTH_SKIP_PRIVATE_H
+#ifndef SIPAUTH_BASE_SIPAUTH_SKIP_PRIVATE_H
+#define SIPAUTH_BASE_SIPAUTH_SKIP_PRIVATE_H
 
 #include <pb/pb_base.h>
 
