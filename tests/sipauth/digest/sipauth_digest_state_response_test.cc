@@ -58,7 +58,7 @@ struct Exchange
     std::string cnonce = "the cnonce";
     std::string method = "REGISTER";
     std::string iri = "sip:example.org";
-    std::string body;
+    std::string body = "";
 };
 
 // RFC 2617 section 3.2.2 in another way: all by the openssl command.
@@ -220,8 +220,8 @@ TEST_F( DigestStateResponse, TracesItsInputsWithoutThePassword )
         order.push_back( name );
         auto payload = own( trLinePayload( line ) );
         properties[name] = payload ? support::bytes( payload ) : textOf( trLineText( line ) );
-        if( payload )
-            EXPECT_EQ( textOf( trLinePayloadType( line ) ), "SIPSN_MESSAGE" );
+        std::string payloadType = textOf( trLinePayloadType( line ) );
+        EXPECT_EQ( payloadType, payload ? "SIPSN_MESSAGE" : "(null)" );
     }
     EXPECT_THAT( order, ElementsAre( "sipauthDigestRequest", "sipauthDigestIri", "sipauthDigestCredentials",
                                      "sipauthDigestQop", "sipauthDigestCnonce" ) );
