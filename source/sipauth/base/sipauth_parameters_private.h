@@ -146,34 +146,58 @@ Slice takeValue( Reader<Ch> *reader, pb::Ref<pbString> *unescaped )
     return { *unescaped, 0, pbStringLength( *unescaped ) };
 }
 
-/// Reads parameters up to the end of the text into HOLDER. White space may stand around everything, a comma at the end,
-/// but not two commas in a row. False for a malformed list and for a value that its row refuses.
-template<class Ch, class T, class... Rows>
-bool readParameters( Reader<Ch> *reader, T *holder, const std::tuple<Rows...> &rows )
+/// What a parameter list stops at.
+enum class ListFault
+{
+    none,
+    name,    ///< no parameter name
+    equals,  ///< no '=' after the name
+    value,   ///< no token and no quoted string after '='
+    refused, ///< the value was not taken
+    comma    ///< no comma after the value
+};
+
+/// Reads parameters up to the end of the text and gives each to take( name, value, offset ), which says whether it takes
+/// it; OFFSET is where the value begins, quotes included. White space may stand around everything, a comma at the end,
+/// but not two commas in a row. On a fault the reader stands where it was found.
+template<class Ch, class Take>
+ListFault eachParameter( Reader<Ch> *reader, Take take )
 {
     reader->takeLws();
     while( !reader->atEnd() )
     {
-        const Ch *name = reader->rest();
-        int64_t nameLength = reader->takeToken().count;
-        if( nameLength == 0 )
-            return false;
+        Slice name = reader->takeToken();
+        if( name.count == 0 )
+            return ListFault::name;
         reader->takeLws();
         if( !reader->takeChar( '=' ) )
-            return false;
+            return ListFault::equals;
         reader->takeLws();
+        int64_t offset = reader->offset();
         pb::Ref<pbString> unescaped;
         Slice value = takeValue( reader, &unescaped );
-        if( !value.source || !applyParameter( holder, rows, name, nameLength, value ) )
-            return false;
+        if( !value.source )
+            return ListFault::value;
+        if( !take( name, value, offset ) )
+            return ListFault::refused;
         reader->takeLws();
         if( reader->atEnd() )
-            return true;
+            return ListFault::none;
         if( !reader->takeChar( ',' ) )
-            return false;
+            return ListFault::comma;
         reader->takeLws();
     }
-    return true;
+    return ListFault::none;
+}
+
+/// Reads parameters up to the end of the text into HOLDER. False for a malformed list and for a value that its row
+/// refuses.
+template<class Ch, class T, class... Rows>
+bool readParameters( Reader<Ch> *reader, T *holder, const std::tuple<Rows...> &rows )
+{
+    auto take = [&]( const Slice &name, const Slice &value, int64_t )
+    { return applyParameter( holder, rows, reader->at( name.offset ), name.count, value ); };
+    return eachParameter( reader, take ) == ListFault::none;
 }
 
 } // namespace sipauth

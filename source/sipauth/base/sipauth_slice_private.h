@@ -51,6 +51,10 @@ public:
     Reader( pbString *source, const Ch *chs, int64_t length ) : source_( source ), chs_( chs ), length_( length ) {}
 
     const Ch *rest() const { return chs_ + offset_; }
+    /// The characters from an offset on.
+    const Ch *at( int64_t offset ) const { return chs_ + offset; }
+    /// How many characters were passed.
+    int64_t offset() const { return offset_; }
     int64_t restLength() const { return length_ - offset_; }
     bool atEnd() const { return offset_ == length_; }
 
