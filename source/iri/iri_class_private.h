@@ -51,10 +51,10 @@ inline constexpr Classes TEL_NUMBER = 0x4000;
 inline constexpr Classes RUNS =
     REG_NAME | USERINFO | SEGMENT_NC | PATH | QUERY | SIP_USER | SIP_HOST | SIP_PARAMS | SIP_HEADERS;
 
-/// The classes of each ASCII character.
+/// The classes of each byte: none for those beyond ASCII, so that a byte needs no comparison.
 inline constexpr auto asciiClasses = []
 {
-    std::array<Classes, 128> table{};
+    std::array<Classes, 256> table{};
     auto add = [&table]( std::string_view chs, Classes classes )
     {
         for( char ch : chs )
@@ -100,30 +100,47 @@ inline bool isPrivateChar( pbChar ch )
            ( ch >= 0x100000 && ch <= 0x10FFFD );
 }
 
+/// Whether a character beyond ASCII may stand in a run; none of one byte may.
+template<class Char>
+bool isWide( Char ch, bool takesPrivate )
+{
+    if constexpr( sizeof( Char ) == 1 )
+        return false;
+    else
+        return isUcsChar( ch ) || ( takesPrivate && isPrivateChar( ch ) );
+}
+
 /// The place after the longest run of a class that begins at POS: characters of the class, percent-encoded bytes,
 /// ucschar and, when asked for, iprivate.
 template<class Char>
 int64_t skipRun( const Char *chs, int64_t length, int64_t pos, Classes classes, bool takesPrivate = false )
 {
-    for( ; pos < length; pos++ )
+    for( ;; )
     {
-        Char ch = chs[pos];
-        if( is( ch, classes ) ) [[likely]]
-            continue;
-        if( ch == '%' && pos + 2 < length && is( chs[pos + 1], HEXDIG ) && is( chs[pos + 2], HEXDIG ) )
-        {
-            pos += 2;
-            continue;
-        }
-        if constexpr( sizeof( Char ) > 1 )
-        {
-            if( isUcsChar( ch ) || ( takesPrivate && isPrivateChar( ch ) ) )
-                continue;
-        }
-        break;
+        while( pos < length && is( chs[pos], classes ) )
+            pos++;
+        if( pos == length )
+            return pos;
+        if( chs[pos] == '%' && pos + 2 < length && is( chs[pos + 1], HEXDIG ) && is( chs[pos + 2], HEXDIG ) )
+            pos += 3;
+        else if( isWide( chs[pos], takesPrivate ) )
+            pos++;
+        else
+            return pos;
     }
-    return pos;
 }
+
+static_assert(
+    []
+    {
+        for( Classes classes : asciiClasses )
+        {
+            if( ( classes & ( SIP_HOST | SIP_HEADERS | TEL_NUMBER ) ) && !( classes & ( SIP_USER | SIP_PARAMS ) ) )
+                return false;
+        }
+        return true;
+    }(),
+    "users and parameters together take all characters of SIP and TEL forms" );
 
 } // namespace iri
 

@@ -13,6 +13,8 @@
 #include "pb/pb_assert.h"
 
 #include <algorithm>
+#include <string_view>
+#include <type_traits>
 
 namespace iri
 {
@@ -30,8 +32,7 @@ public:
     {
         int64_t schemeEnd = scheme();
         int64_t end = reference( schemeEnd );
-        // A text that ends within an IRI-reference cannot go on in another form, and few do.
-        if( end == length_ || schemeEnd == 0 )
+        if( schemeEnd == 0 || end == length_ || endsAllForms( chs_[end] ) )
             return end;
         if( schemeIs( schemeEnd, "sip" ) || schemeIs( schemeEnd, "sips" ) )
             return std::max( end, sip( schemeEnd ) );
@@ -40,6 +41,12 @@ public:
 
 private:
     bool at( int64_t pos, char ch ) const { return pos < length_ && chs_[pos] == static_cast<Char>( ch ); }
+
+    // Whether no form goes on with a character. Nearly every IRI-reference is followed by such a one.
+    static bool endsAllForms( Char ch )
+    {
+        return static_cast<std::make_unsigned_t<Char>>( ch ) < 0x80 && ch != '%' && !is( ch, SIP_USER | SIP_PARAMS );
+    }
 
     int64_t run( int64_t pos, Classes classes ) const { return skipRun( chs_, length_, pos, classes ); }
 

@@ -3,8 +3,11 @@
 #include "pb/pb_assert.h"
 #include "pb/pb_text.h"
 #include "rfc/rfc_base_code_private.h"
+#include "rfc/rfc_base_options_private.h"
 
 #include <rfc/rfc_base.h>
+
+#include <cstring>
 
 namespace rfc
 {
@@ -22,32 +25,30 @@ constexpr Alphabet base64url = makeAlphabet( "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefgh
 struct Base
 {
     std::array<const Alphabet *, 2> alphabets; ///< by RFC_BASE_ALPHABET
-    int64_t groupChars;
+    int64_t groupChars;                        ///< the fewest characters that carry whole bytes: what padding fills up
     int64_t ( *charsFor )( int64_t bytes );
     int64_t ( *bytesFor )( int64_t chars );
     void ( *encode )( const Alphabet &alphabet, const uint8_t *bytes, int64_t count, char *chars );
     bool ( *decode )( const Alphabet &alphabet, const char *chars, int64_t count, uint8_t *bytes );
 
-    const Alphabet &alphabet( rfcBaseOptions *options ) const
+    const Alphabet &alphabet( const rfcBaseOptions *options ) const
     {
-        return *alphabets[static_cast<size_t>( rfcBaseOptionsAlphabet( options ) )];
+        return *alphabets[static_cast<size_t>( options->alphabet )];
     }
 };
 
 template<int bits>
-constexpr Base makeBase( const Alphabet &standard, const Alphabet &alternate )
+constexpr Base makeBase( const Alphabet &standard, const Alphabet &alternate, int64_t groupChars )
 {
-    using Sizes = Group<bits>;
-    return { { &standard, &alternate }, Sizes::chars,      Sizes::charsFor,
-             Sizes::bytesFor,           rfc::encode<bits>, rfc::decode<bits> };
+    return { { &standard, &alternate }, groupChars, charsFor<bits>, bytesFor<bits>, encode<bits>, decode<bits> };
 }
 
 // By RFC_BASE.
 constexpr std::array bases = {
-    makeBase<4>( hexLower, hexUpper ),
-    makeBase<5>( base32, base32hex ),
-    makeBase<6>( base64url, base64url ),
-    makeBase<6>( base64, base64url ),
+    makeBase<4>( hexLower, hexUpper, 2 ),
+    makeBase<5>( base32, base32hex, 8 ),
+    makeBase<6>( base64url, base64url, 4 ),
+    makeBase<6>( base64, base64url, 4 ),
 };
 static_assert( bases.size() == RFC_BASE_64 + 1 );
 
@@ -95,9 +96,9 @@ int64_t withoutPadding( const char *chs, int64_t length, int64_t groupChars )
     return data;
 }
 
-pb::Ref<pbBuffer> decodeText( const char *chs, int64_t length, const Base &base, rfcBaseOptions *options )
+pb::Ref<pbBuffer> decodeText( const char *chs, int64_t length, const Base &base, const rfcBaseOptions *options )
 {
-    int64_t data = rfcBaseOptionsPadding( options ) ? withoutPadding( chs, length, base.groupChars ) : length;
+    int64_t data = options->padding ? withoutPadding( chs, length, base.groupChars ) : length;
     if( data < 0 )
         return nullptr;
     int64_t count = base.bytesFor( data );
@@ -124,7 +125,7 @@ pbString *rfcBaseEncodeToStringWithOptions( pbBuffer *buffer, int64_t base, rfcB
     int64_t count = pbBufferLength( buffer );
     int64_t data = encoding.charsFor( count );
     int64_t spare = data % encoding.groupChars;
-    int64_t padding = spare > 0 && rfcBaseOptionsPadding( options ) ? encoding.groupChars - spare : 0;
+    int64_t padding = spare > 0 && options->padding ? encoding.groupChars - spare : 0;
 
     pb::Text text;
     char *chs = text.room( data + padding );
@@ -132,7 +133,7 @@ pbString *rfcBaseEncodeToStringWithOptions( pbBuffer *buffer, int64_t base, rfcB
     std::memset( chs + data, '=', static_cast<size_t>( padding ) );
     text.wrote( data + padding );
 
-    int64_t lineLength = rfcBaseOptionsLineLength( options );
+    int64_t lineLength = options->lineLength;
     return ( lineLength > 0 ? rfc::breakLines( text, lineLength ) : text.toString() ).give();
 }
 
@@ -149,7 +150,7 @@ pbBuffer *rfcBaseTryDecodeStringWithOptions( pbString *text, int64_t base, rfcBa
     const rfc::Base &encoding = rfc::bases[static_cast<size_t>( base )];
     const char *chs = pbStringAscii( text );
     int64_t length = pbStringLength( text );
-    int64_t lineLength = rfcBaseOptionsLineLength( options );
+    int64_t lineLength = options->lineLength;
     if( !chs )
         return nullptr;
     if( lineLength == 0 )

@@ -1,6 +1,5 @@
-// How the base encodings of RFC 4648 turn whole groups of bytes into groups of characters and back. A group is the
-// shortest run of bytes that fills its characters: 1 byte in 2 characters, 5 in 8, 3 in 4. Templates over the bits of a
-// character (4, 5 or 6), so that the work on a group unrolls.
+// How the base encodings of RFC 4648 turn bytes into characters and back, without padding. Templates over the bits of a
+// character (4, 5 or 6), so that the work on a chunk unrolls.
 #ifndef RFC_RFC_BASE_CODE_PRIVATE_H
 #define RFC_RFC_BASE_CODE_PRIVATE_H
 
@@ -8,7 +7,6 @@
 
 #include <array>
 #include <cstddef>
-#include <cstring>
 #include <string_view>
 
 namespace rfc
@@ -35,99 +33,102 @@ constexpr Alphabet makeAlphabet( std::string_view chars )
     return alphabet;
 }
 
-/// The sizes that follow from the bits of a character.
+/// The characters of a chunk. Whatever the base, they carry as many bytes as a character has bits.
+inline constexpr int64_t chunkChars = 8;
+
+/// The characters that carry COUNT bytes, without padding.
 template<int bits>
-struct Group
+constexpr int64_t charsFor( int64_t count )
 {
-    static constexpr int64_t bytes = bits == 4 ? 1 : bits == 5 ? 5 : 3;
-    static constexpr int64_t chars = bytes * 8 / bits;
-
-    /// The characters that carry COUNT bytes, without padding.
-    static constexpr int64_t charsFor( int64_t count )
-    {
-        return count / bytes * chars + ( count % bytes * 8 + bits - 1 ) / bits;
-    }
-
-    /// The bytes that COUNT characters carry.
-    static constexpr int64_t bytesFor( int64_t count ) { return count / chars * bytes + count % chars * bits / 8; }
-};
-
-/// Encodes one group of bytes.
-template<int bits>
-inline void encodeGroup( const Alphabet &alphabet, const uint8_t *bytes, char *chars )
-{
-    uint64_t value = 0;
-    for( int64_t index = 0; index < Group<bits>::bytes; index++ )
-        value = value << 8 | bytes[index];
-    for( int64_t index = 0; index < Group<bits>::chars; index++ )
-    {
-        uint64_t digit = value >> ( ( Group<bits>::chars - 1 - index ) * bits ) & ( ( 1u << bits ) - 1 );
-        chars[index] = alphabet.chars[digit];
-    }
+    return count / bits * chunkChars + ( count % bits * 8 + bits - 1 ) / bits;
 }
 
-/// Encodes COUNT bytes to Group::charsFor( COUNT ) characters.
+/// The bytes that COUNT characters carry.
+template<int bits>
+constexpr int64_t bytesFor( int64_t count )
+{
+    return count / chunkChars * bits + count % chunkChars * bits / 8;
+}
+
+/// Encodes one chunk. Eight bytes must be there to be read; those after the chunk's own do not matter.
+template<int bits>
+inline void encodeChunk( const char *alphabet, const uint8_t *bytes, char *chars )
+{
+    uint64_t value = 0;
+    for( int index = 0; index < 8; index++ ) // one load for the compiler
+        value = value << 8 | bytes[index];
+    for( int index = 0; index < chunkChars; index++ )
+        chars[index] = alphabet[value >> ( 64 - bits * ( index + 1 ) ) & ( ( 1u << bits ) - 1 )];
+}
+
+/// Encodes COUNT bytes to charsFor( COUNT ) characters.
 template<int bits>
 void encode( const Alphabet &alphabet, const uint8_t *bytes, int64_t count, char *chars )
 {
-    for( ; count >= Group<bits>::bytes; count -= Group<bits>::bytes )
+    for( ; count >= 8; count -= bits )
     {
-        encodeGroup<bits>( alphabet, bytes, chars );
-        bytes += Group<bits>::bytes;
-        chars += Group<bits>::chars;
+        encodeChunk<bits>( alphabet.chars.data(), bytes, chars );
+        bytes += bits;
+        chars += chunkChars;
     }
-    if( count <= 0 )
-        return;
-    uint8_t lastBytes[Group<bits>::bytes] = {};
-    char lastChars[Group<bits>::chars];
-    std::memcpy( lastBytes, bytes, static_cast<size_t>( count ) );
-    encodeGroup<bits>( alphabet, lastBytes, lastChars );
-    std::memcpy( chars, lastChars, static_cast<size_t>( Group<bits>::charsFor( count ) ) );
+    // Up to seven bytes are left. Zeros stand behind them.
+    uint64_t value = 0;
+    for( int64_t index = 0; index < count; index++ )
+        value |= uint64_t{ bytes[index] } << ( 56 - 8 * index );
+    for( int64_t index = 0; index < charsFor<bits>( count ); index++ )
+    {
+        chars[index] = alphabet.chars[value >> ( 64 - bits )];
+        value <<= bits;
+    }
 }
 
-/// Decodes one group of characters; false when one of them is not of the alphabet.
+/// Decodes one chunk; false when one of its characters is not of the alphabet.
 template<int bits>
-inline bool decodeGroup( const Alphabet &alphabet, const char *chars, uint8_t *bytes )
+inline bool decodeChunk( const Alphabet &alphabet, const char *chars, uint8_t *bytes )
 {
     uint64_t value = 0;
     uint8_t seen = 0;
-    for( int64_t index = 0; index < Group<bits>::chars; index++ )
+    for( int index = 0; index < chunkChars; index++ )
     {
         uint8_t digit = alphabet.values[static_cast<uint8_t>( chars[index] )];
         seen |= digit;
         value = value << bits | digit;
     }
-    for( int64_t index = 0; index < Group<bits>::bytes; index++ )
-        bytes[index] = static_cast<uint8_t>( value >> ( ( Group<bits>::bytes - 1 - index ) * 8 ) );
-    return ( seen & 0x80 ) == 0;
+    for( int index = 0; index < bits; index++ )
+        bytes[index] = static_cast<uint8_t>( value >> ( ( bits - 1 - index ) * 8 ) );
+    return seen < 1u << bits;
 }
 
-/// Decodes COUNT characters to Group::bytesFor( COUNT ) bytes. False when a character is not of the alphabet, the last
-/// group has a number of characters that no bytes give, or its spare bits are not zero.
+/// Decodes COUNT characters to bytesFor( COUNT ) bytes. False when a character is not of the alphabet, the last ones
+/// are as many as no bytes give, or their spare bits are not zero.
 template<int bits>
 bool decode( const Alphabet &alphabet, const char *chars, int64_t count, uint8_t *bytes )
 {
     bool ok = true;
-    for( ; count >= Group<bits>::chars; count -= Group<bits>::chars )
+    for( ; count >= chunkChars; count -= chunkChars )
     {
-        ok &= decodeGroup<bits>( alphabet, chars, bytes );
-        chars += Group<bits>::chars;
-        bytes += Group<bits>::bytes;
+        ok &= decodeChunk<bits>( alphabet, chars, bytes );
+        chars += chunkChars;
+        bytes += bits;
     }
-    if( count <= 0 || !ok )
-        return ok;
-    int64_t length = Group<bits>::bytesFor( count );
-    if( Group<bits>::charsFor( length ) != count )
+    int64_t length = bytesFor<bits>( count );
+    if( !ok || charsFor<bits>( length ) != count )
         return false;
-    char lastChars[Group<bits>::chars];
-    uint8_t lastBytes[Group<bits>::bytes];
-    std::memset( lastChars, alphabet.chars[0], sizeof lastChars );
-    std::memcpy( lastChars, chars, static_cast<size_t>( count ) );
-    if( !decodeGroup<bits>( alphabet, lastChars, lastBytes ) )
-        return false;
-    std::memcpy( bytes, lastBytes, static_cast<size_t>( length ) );
-    // The first byte after the last whole one is made of the spare bits.
-    return lastBytes[length] == 0;
+    uint64_t value = 0;
+    uint8_t seen = 0;
+    for( int64_t index = 0; index < count; index++ )
+    {
+        uint8_t digit = alphabet.values[static_cast<uint8_t>( chars[index] )];
+        seen |= digit;
+        value |= uint64_t{ digit } << ( 64 - bits * ( index + 1 ) );
+    }
+    for( int64_t index = 0; index < length; index++ )
+    {
+        bytes[index] = static_cast<uint8_t>( value >> 56 );
+        value <<= 8;
+    }
+    // What is left of the value are the spare bits.
+    return seen < 1u << bits && value == 0;
 }
 
 } // namespace rfc

@@ -1,19 +1,10 @@
 // Options of the base encodings. The default is one static object: encoders ask for it at every call without options,
 // and a setter copies it first, as it copies any shared value.
 #include "pb/pb_type.h"
+#include "rfc/rfc_base_options_private.h"
 #include "rfc/rfc_private.h"
 
-#include <rfc/rfc_base_options.h>
-
 #include <array>
-
-struct rfcBaseOptions
-{
-    pb::Object object;
-    int64_t alphabet;
-    pbBool padding;
-    int64_t lineLength;
-};
 
 PB_TYPE( rfcBaseOptions, RFC_BASE_OPTIONS, rfc, rfc___BaseOptionsFreeFunc, nullptr );
 

@@ -25,18 +25,9 @@ inline uint64_t highestBits( uint64_t word )
 }
 
 /// Which of the 64 bytes at BLOCK are control characters (below 0x20), the lowest bit for the first one.
-inline uint64_t controlMask( const uint8_t *block )
+inline uint64_t controlMaskByWords( const uint8_t *block )
 {
     uint64_t mask = 0;
-#ifdef __SSE2__
-    const __m128i highest = _mm_set1_epi8( 0x1F );
-    for( int index = 0; index < 4; index++ )
-    {
-        __m128i bytes = _mm_loadu_si128( reinterpret_cast<const __m128i_u *>( block ) + index );
-        __m128i hits = _mm_cmpeq_epi8( _mm_min_epu8( bytes, highest ), bytes );
-        mask |= static_cast<uint64_t>( _mm_movemask_epi8( hits ) ) << ( 16 * index );
-    }
-#else
     for( int index = 0; index < 8; index++ )
     {
         uint64_t word = 0;
@@ -45,8 +36,25 @@ inline uint64_t controlMask( const uint8_t *block )
         uint64_t others = ( ( word & 0x7F7F7F7F7F7F7F7Fu ) + 0x6060606060606060u ) | word;
         mask |= highestBits( ~others ) << ( 8 * index );
     }
-#endif
     return mask;
+}
+
+/// The same, as fast as the processor can.
+inline uint64_t controlMask( const uint8_t *block )
+{
+#ifdef __SSE2__
+    const __m128i highest = _mm_set1_epi8( 0x1F );
+    uint64_t mask = 0;
+    for( int index = 0; index < 4; index++ )
+    {
+        __m128i bytes = _mm_loadu_si128( reinterpret_cast<const __m128i_u *>( block ) + index );
+        __m128i hits = _mm_cmpeq_epi8( _mm_min_epu8( bytes, highest ), bytes );
+        mask |= static_cast<uint64_t>( _mm_movemask_epi8( hits ) ) << ( 16 * index );
+    }
+    return mask;
+#else
+    return controlMaskByWords( block );
+#endif
 }
 
 /// Finds the control characters of a text, in order.

@@ -115,6 +115,7 @@ int main( void )
     }
     EXPECT( strcmp( pbModuleVersionText( sipauthModule() ), "4.2" ) == 0 );
 
+    int64_t liveObjects = pbObjLiveObjects();
     sipauthOptions *options = sipauthOptionsCreate();
     sipauthCredentials *credentials = credentialsOf( "Mufasa", "Circle Of Life" );
     sipauthDigestState *state = stateFromResponse( options );
@@ -128,8 +129,9 @@ int main( void )
     sipauthCredentialsRelease( credentials );
     sipauthOptionsRelease( options );
 
-    EXPECT( pbObjLiveObjects() == 0 );
+    EXPECT( pbObjLiveObjects() == liveObjects );
     pbModuleStop( sipauthModule() );
+    EXPECT( pbObjLiveObjects() == 0 );
     if( failures == 0 )
         printf( "capi_user: the challenge was answered and the answer was accepted\n" );
     return failures == 0 ? 0 : 1;

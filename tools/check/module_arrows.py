@@ -29,7 +29,8 @@ USES = {**PLATFORM, LIBRARY: set(PLATFORM), HOST: set(PLATFORM) | {LIBRARY}}
 # Internal headers that every module may include although their names say private.
 SHARED_PRIVATE = {"pb/pb_module_private.h"}
 
-# Folders around the modules. They may use every module; only tests and fuzz targets may look inside one.
+# Folders around the modules. They may use every module. Those that link the library's objects may look inside the
+# library; only tests and fuzz targets may look inside a platform module.
 AROUND = ("apps", "examples", "bench")
 AROUND_INSIDE = ("tests", "fuzz")
 
@@ -71,7 +72,7 @@ def module_problem(module, public, bracket, target):
 def around_problem(place, bracket, target):
     """Why a file of a folder around the modules may not include TARGET, or None."""
     folder = target.split("/")[0] if "/" in target else ""
-    if place in AROUND and bracket == '"' and folder in USES and is_private(target):
+    if place in AROUND and bracket == '"' and folder in USES and folder != LIBRARY and is_private(target):
         return f"{target} is private to {folder}"
     return None
 
