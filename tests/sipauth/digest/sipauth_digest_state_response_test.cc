@@ -360,18 +360,13 @@ TEST_F( DigestStateResponse, HashesFormattedTextAndTakesItsReferencesOver )
     std::exit( failed ? 0 : 1 );
 }
 
-// The process is a new one, whose cryptographic library is told to allow only what a provider that is not there has.
 TEST_F( DigestStateResponseDeathTest, FailsWhenTheHashFunctionIsNotAvailable )
 {
-    std::string file = ownFile( "openssl.cnf" );
-    std::ofstream( file ) << "openssl_conf = init\n[init]\nalg_section = algorithms\n"
-                             "[algorithms]\ndefault_properties = fips=yes\n";
-    setenv( "OPENSSL_CONF", file.c_str(), 1 );
-    GTEST_FLAG_SET( death_test_style, "threadsafe" );
+    setenv( "OPENSSL_CONF", SIPAUTH_TEST_DATA "/openssl/no_hash_functions.cnf", 1 );
+    GTEST_FLAG_SET( death_test_style, "threadsafe" ); // a new process, which has not looked any function up yet
     EXPECT_EXIT( hashWithoutHashFunctions(), testing::ExitedWithCode( 0 ), "" );
     GTEST_FLAG_SET( death_test_style, "fast" );
     unsetenv( "OPENSSL_CONF" );
-    std::remove( file.c_str() );
 }
 
 constexpr const char *path = "source/sipauth/digest/sipauth_digest_state_response";
