@@ -1,5 +1,9 @@
 // Priority maps: objects ordered by a signed 64-bit priority, with value semantics (copy on write). Values of equal
 // priority are all kept, in the order in which they came. Values are held by reference.
+//
+// Made for priorities that mostly ascend, as times do: entering a value of the highest priority, looking at the first
+// one and removing a value cost the same however big the map is. An index costs time in its distance from the nearer
+// end.
 #ifndef PB_PB_PRIORITY_MAP_H
 #define PB_PB_PRIORITY_MAP_H
 
@@ -32,7 +36,8 @@ PB_EXPORT pbBool pbPriorityMapEquals( pbPriorityMap *objA, pbPriorityMap *objB )
 PB_EXPORT pbPriorityMap *pbPriorityMapCreate( void );
 /// The number of values.
 PB_EXPORT int64_t pbPriorityMapLength( pbPriorityMap *map );
-/// Enters a value, after the values of the same priority. An object may be entered several times.
+/// Enters a value, after the values of the same priority. An object may be entered several times. The cost grows with
+/// the logarithm of the size of the map at most.
 PB_EXPORT void pbPriorityMapSetValue( pbPriorityMap **map, int64_t priority, pbObj *value );
 /// The priority of the value at INDEX in ascending order.
 PB_EXPORT int64_t pbPriorityMapPriorityAt( pbPriorityMap *map, int64_t index );

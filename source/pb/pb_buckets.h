@@ -17,10 +17,11 @@ public:
     template<class Links>
     void grow( uint32_t length, Links links )
     {
-        if( count_ == 0 )
+        if( length == 0 )
             start();
         else if( length >= count_ )
             split( links );
+        heads_.trim( count_ );
     }
 
     /// The first slot in the bucket of HASH, 0 for none. There are buckets.

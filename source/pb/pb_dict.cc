@@ -43,7 +43,6 @@ struct ValueLinks
 struct pbDict
 {
     pb::Object object;
-    uint32_t length;
     uint32_t valuesLength; ///< how many different values
     Entries entries;
     pb::Buckets byKey;
@@ -52,7 +51,7 @@ struct pbDict
 
 PB_TYPE( pbDict, PB_DICT, pb, pb___DictFreeFunc, nullptr );
 
-static constinit pbDict emptyDict = { { &pb___sort_PB_DICT, pb::staticReferences }, 0, 0, {}, {}, {} };
+static constinit pbDict emptyDict = { { &pb___sort_PB_DICT, pb::staticReferences }, 0, {}, {}, {} };
 
 static void pb___DictFreeFunc( pbObj *obj )
 {
@@ -77,7 +76,6 @@ namespace
 pb::Ref<pbDict> copy( pbDict *source )
 {
     auto dict = pb::create<pbDict>( &pb___sort_PB_DICT );
-    dict->length = source->length;
     dict->valuesLength = source->valuesLength;
     dict->entries.copy( source->entries );
     dict->byKey.copy( source->byKey );
@@ -107,7 +105,7 @@ pbDict *mutate( pbDict **dict )
 // The slot of the entry under KEY; 0 for none.
 uint32_t findKey( const pbDict *dict, pbString *key, uint32_t hash )
 {
-    if( dict->length == 0 )
+    if( dict->entries.length() == 0 )
         return 0;
     uint32_t slot = dict->byKey.first( hash );
     while( slot && !( dict->entries[slot].hash == hash && pb::sameText( dict->entries[slot].key, key ) ) )
@@ -115,24 +113,28 @@ uint32_t findKey( const pbDict *dict, pbString *key, uint32_t hash )
     return slot;
 }
 
-// The link to the first entry of VALUE, or where it would stand; null as long as there are no buckets.
-uint32_t *findValue( const pbDict *dict, const pbObj *value )
+// The link to the first entry of VALUE, or where it would stand. There are buckets.
+uint32_t &linkOf( const pbDict *dict, const pbObj *value )
 {
-    if( dict->byValue.empty() )
-        return nullptr;
     uint32_t *link = &dict->byValue.first( pb::hashIdentity( value ) );
     while( *link && dict->entries[*link].value != value )
         link = &dict->entries[*link].beside;
-    return link;
+    return *link;
 }
 
+// The first entry of VALUE; 0 for none.
+uint32_t findValue( const pbDict *dict, const pbObj *value )
+{
+    return dict->valuesLength > 0 ? linkOf( dict, value ) : 0;
+}
+
+// The slot is taken already.
 void linkKey( pbDict *dict, uint32_t slot )
 {
-    dict->byKey.grow( dict->length, KeyLinks{ dict->entries } );
+    dict->byKey.grow( dict->entries.length() - 1, KeyLinks{ dict->entries } );
     uint32_t &first = dict->byKey.first( dict->entries[slot].hash );
     dict->entries[slot].next = first;
     first = slot;
-    dict->length++;
 }
 
 void unlinkKey( pbDict *dict, uint32_t slot )
@@ -141,15 +143,14 @@ void unlinkKey( pbDict *dict, uint32_t slot )
     while( *link != slot )
         link = &dict->entries[*link].next;
     *link = dict->entries[slot].next;
-    dict->length--;
 }
 
 void linkValue( pbDict *dict, uint32_t slot )
 {
     Entry &entry = dict->entries[slot];
     dict->byValue.grow( dict->valuesLength, ValueLinks{ dict->entries } );
-    uint32_t *link = findValue( dict, entry.value );
-    if( uint32_t first = *link )
+    uint32_t &link = linkOf( dict, entry.value );
+    if( uint32_t first = link )
     {
         // After the first, so that the bucket stays as it is.
         entry.beside = first;
@@ -160,22 +161,22 @@ void linkValue( pbDict *dict, uint32_t slot )
     }
     entry.nextOfValue = 0;
     entry.beside = 0;
-    *link = slot;
+    link = slot;
     dict->valuesLength++;
 }
 
 void unlinkValue( pbDict *dict, uint32_t slot )
 {
     Entry &entry = dict->entries[slot];
-    uint32_t *link = findValue( dict, entry.value );
+    uint32_t &link = linkOf( dict, entry.value );
     uint32_t next = entry.nextOfValue;
-    if( *link != slot )
+    if( link != slot )
         dict->entries[entry.beside].nextOfValue = next;
     else if( next )
-        *link = next;
+        link = next;
     else
     {
-        *link = entry.beside;
+        link = entry.beside;
         dict->valuesLength--;
     }
     if( next )
@@ -190,15 +191,6 @@ void discard( pbDict *dict, uint32_t slot )
     dict->entries.giveBack( slot );
 }
 
-void shrink( pbDict *dict )
-{
-    if( dict->length > 0 || dict->entries.end() <= pb::maxIdleSlots )
-        return;
-    dict->entries.free();
-    dict->byKey.free();
-    dict->byValue.free();
-}
-
 } // namespace
 
 pbDict *pbDictCreate()
@@ -209,7 +201,7 @@ pbDict *pbDictCreate()
 int64_t pbDictLength( pbDict *dict )
 {
     PB_ASSERT( dict );
-    return dict->length;
+    return dict->entries.length();
 }
 
 pbBool pbDictHasKey( pbDict *dict, pbString *key )
@@ -231,9 +223,8 @@ int64_t pbDictValueKeysLength( pbDict *dict, pbObj *value )
 {
     PB_ASSERT( dict );
     PB_ASSERT( value );
-    const uint32_t *link = findValue( dict, value );
     int64_t length = 0;
-    for( uint32_t slot = link ? *link : 0; slot; slot = dict->entries[slot].nextOfValue )
+    for( uint32_t slot = findValue( dict, value ); slot; slot = dict->entries[slot].nextOfValue )
         length++;
     return length;
 }
@@ -278,7 +269,6 @@ void pbDictDelKey( pbDict **dict, pbString *key )
     unlinkKey( changed, slot );
     unlinkValue( changed, slot );
     discard( changed, slot );
-    shrink( changed );
 }
 
 void pbDictDelValue( pbDict **dict, pbObj *value )
@@ -286,13 +276,11 @@ void pbDictDelValue( pbDict **dict, pbObj *value )
     PB_ASSERT( dict );
     PB_ASSERT( *dict );
     PB_ASSERT( value );
-    const uint32_t *found = findValue( *dict, value );
-    if( !found || *found == 0 )
+    uint32_t slot = findValue( *dict, value );
+    if( !slot )
         return;
     pbDict *changed = mutate( dict );
-    uint32_t *link = findValue( changed, value );
-    uint32_t slot = *link;
-    *link = changed->entries[slot].beside;
+    linkOf( changed, value ) = changed->entries[slot].beside;
     changed->valuesLength--;
     while( slot )
     {
@@ -301,7 +289,6 @@ void pbDictDelValue( pbDict **dict, pbObj *value )
         discard( changed, slot );
         slot = next;
     }
-    shrink( changed );
 }
 
 void pbDictClear( pbDict **dict )

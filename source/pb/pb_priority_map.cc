@@ -1,7 +1,8 @@
-// Priority maps: the entries form a weight-balanced tree (Adams 1993; the parameters 3 and 2 are those of Hirai and
-// Yamamoto 2011) in order of priority and age, which also gives an entry by its index. A hash table by the identity of
-// the values finds the entries of one value, which form a leftist heap: usually just one entry, but a value that was
-// entered many times costs no more than a logarithm either.
+// Priority maps: the entries form a treap (Seidel and Aragon 1996), a search tree in order of priority and age which
+// random ranks keep in balance. It needs no look at the way to the root, so entries at the ends and the removal of a
+// known entry cost the same however big the map is. A hash table by the identity of the values finds the entries of one
+// value, which form a leftist heap: usually just one entry, but a value that was entered many times costs no more than
+// a logarithm either.
 #include "pb/pb_buckets.h"
 #include "pb/pb_hash.h"
 #include "pb/pb_private.h"
@@ -15,14 +16,13 @@ namespace
 struct Entry
 {
     int64_t priority;
-    int64_t age;          ///< counts the entries of the map; decides between equal priorities
-    pbObj *value;         ///< null: the slot is free
-    uint32_t child[2];    ///< in the tree: what comes before, what comes after
-    uint32_t parent;      ///< in the tree
-    uint32_t size;        ///< of the subtree, this entry included
-    uint32_t heapKept[2]; ///< in the heap of the value: the children, the one of higher rank first
-    uint32_t heapRank;    ///< in the heap: how many entries lie on the way along the second children
-    uint32_t next;        ///< of the first in a value's heap: the first of the next value in the bucket
+    int64_t age;       ///< counts the entries of the map; decides between equal priorities
+    pbObj *value;      ///< null: the slot is free
+    uint32_t child[2]; ///< in the tree: what comes before, what comes after
+    uint32_t parent;   ///< in the tree
+    uint32_t heap[2];  ///< in the heap of the value: the children, the one of higher rank first
+    uint32_t heapRank; ///< in the heap: how many entries lie on the way along the second children
+    uint32_t next;     ///< of the first in a value's heap: the first of the next value in the bucket
 };
 
 using Entries = pb::Slots<Entry>;
@@ -39,18 +39,17 @@ struct ValueLinks
 struct pbPriorityMap
 {
     pb::Object object;
-    uint32_t root;         ///< of the tree
     uint32_t valuesLength; ///< how many different values
+    uint32_t root;         ///< of the tree
+    uint32_t ends[2];      ///< the first and the last entry
     int64_t nextAge;
     Entries entries;
     pb::Buckets byValue;
-
-    int64_t size( uint32_t slot ) const { return slot ? entries[slot].size : 0; }
 };
 
 PB_TYPE( pbPriorityMap, PB_PRIORITY_MAP, pb, pb___PriorityMapFreeFunc, nullptr );
 
-static constinit pbPriorityMap emptyMap = { { &pb___sort_PB_PRIORITY_MAP, pb::staticReferences }, 0, 0, 0, {}, {} };
+static constinit pbPriorityMap emptyMap = { { &pb___sort_PB_PRIORITY_MAP, pb::staticReferences }, 0, 0, {}, 0, {}, {} };
 
 static void pb___PriorityMapFreeFunc( pbObj *obj )
 {
@@ -69,8 +68,9 @@ namespace
 pb::Ref<pbPriorityMap> copy( pbPriorityMap *source )
 {
     auto map = pb::create<pbPriorityMap>( &pb___sort_PB_PRIORITY_MAP );
-    map->root = source->root;
     map->valuesLength = source->valuesLength;
+    map->root = source->root;
+    std::copy( source->ends, source->ends + 2, map->ends );
     map->nextAge = source->nextAge;
     map->entries.copy( source->entries );
     map->byValue.copy( source->byValue );
@@ -93,21 +93,25 @@ pbPriorityMap *mutate( pbPriorityMap **map )
 
 // The tree
 
-// The first (side 0) or the last (side 1) entry of a subtree.
-uint32_t outermost( const pbPriorityMap *map, uint32_t slot, int side )
+// The rank of an entry in the tree, as good as random.
+uint32_t rankOf( const Entry &entry )
 {
-    while( uint32_t child = map->entries[slot].child[side] )
-        slot = child;
-    return slot;
+    uint64_t mixed = static_cast<uint64_t>( entry.age + 1 ) * 0x9E3779B97F4A7C15u;
+    mixed = ( mixed ^ mixed >> 32 ) * 0xD6E8FEB86659FD93u;
+    return static_cast<uint32_t>( mixed >> 32 );
 }
 
-// The entry after SLOT in the order of the whole tree; 0 after the last.
-uint32_t successor( const pbPriorityMap *map, uint32_t slot )
+// The entry after (side 1) or before (side 0) SLOT in the order of the whole tree; 0 at the end.
+uint32_t neighbour( const pbPriorityMap *map, uint32_t slot, int side )
 {
-    if( uint32_t after = map->entries[slot].child[1] )
-        return outermost( map, after, 0 );
+    if( uint32_t near = map->entries[slot].child[side] )
+    {
+        while( uint32_t nearer = map->entries[near].child[!side] )
+            near = nearer;
+        return near;
+    }
     uint32_t parent = map->entries[slot].parent;
-    while( parent && map->entries[parent].child[1] == slot )
+    while( parent && map->entries[parent].child[side] == slot )
         slot = std::exchange( parent, map->entries[parent].parent );
     return parent;
 }
@@ -136,107 +140,65 @@ void raise( pbPriorityMap *map, uint32_t slot )
         map->entries[down.child[side]].parent = lowered;
     up.child[!side] = lowered;
     down.parent = slot;
-    up.size = down.size;
-    down.size = static_cast<uint32_t>( 1 + map->size( down.child[0] ) + map->size( down.child[1] ) );
 }
 
-// Rotates the subtree at SLOT, in which SIDE is too heavy, and returns its new top.
-uint32_t rotate( pbPriorityMap *map, uint32_t slot, int side )
+// Where a new entry of a priority belongs: its parent, on which it goes to SIDE.
+uint32_t findPlace( const pbPriorityMap *map, int64_t priority, int *side )
 {
-    uint32_t heavy = map->entries[slot].child[side];
-    uint32_t inner = map->entries[heavy].child[!side];
-    uint32_t outer = map->entries[heavy].child[side];
-    if( map->size( inner ) + 1 < 2 * ( map->size( outer ) + 1 ) )
+    *side = 1;
+    uint32_t last = map->ends[1];
+    if( !last || priority >= map->entries[last].priority )
+        return last;
+    uint32_t parent = 0;
+    for( uint32_t slot = map->root; slot; slot = map->entries[slot].child[*side] )
     {
-        raise( map, heavy );
-        return heavy;
+        parent = slot;
+        *side = priority >= map->entries[slot].priority;
     }
-    raise( map, inner );
-    raise( map, inner );
-    return inner;
-}
-
-// Corrects sizes and balance from SLOT up to the root after the subtree on its SIDE got CHANGE more entries. The other
-// subtree's size follows from the sum, without a look at its memory.
-void adjust( pbPriorityMap *map, uint32_t slot, int side, int change )
-{
-    while( slot )
-    {
-        Entry &entry = map->entries[slot];
-        entry.size += static_cast<uint32_t>( change );
-        int64_t changed = map->size( entry.child[side] ) + 1;
-        int64_t other = entry.size - changed + 1;
-        if( changed > 3 * other )
-            slot = rotate( map, slot, side );
-        else if( other > 3 * changed )
-            slot = rotate( map, slot, !side );
-        uint32_t parent = map->entries[slot].parent;
-        side = parent && map->entries[parent].child[1] == slot;
-        slot = parent;
-    }
+    return parent;
 }
 
 // Enters SLOT after the entries of the same priority.
 void insert( pbPriorityMap *map, uint32_t slot )
 {
-    int64_t priority = map->entries[slot].priority;
-    uint32_t parent = 0;
+    Entry &entry = map->entries[slot];
     int side = 0;
-    for( uint32_t child = map->root; child; child = map->entries[child].child[side] )
-    {
-        parent = child;
-        side = priority >= map->entries[child].priority;
-    }
-    map->entries[slot].size = 1;
-    map->entries[slot].parent = parent;
-    if( parent )
-        map->entries[parent].child[side] = slot;
+    entry.parent = findPlace( map, entry.priority, &side );
+    if( entry.parent )
+        map->entries[entry.parent].child[side] = slot;
     else
         map->root = slot;
-    adjust( map, parent, side, 1 );
-}
-
-// Takes SLOT, which has at most one child, out of the tree.
-void detach( pbPriorityMap *map, uint32_t slot )
-{
-    Entry &entry = map->entries[slot];
-    int side = entry.parent && map->entries[entry.parent].child[1] == slot;
-    replaceChild( map, entry.parent, slot, entry.child[entry.child[0] == 0] );
-    adjust( map, entry.parent, side, -1 );
+    for( int end : { 0, 1 } )
+        if( !entry.parent || ( map->ends[end] == entry.parent && side == end ) )
+            map->ends[end] = slot;
+    uint32_t rank = rankOf( entry );
+    while( entry.parent && rankOf( map->entries[entry.parent] ) < rank )
+        raise( map, slot );
 }
 
 void remove( pbPriorityMap *map, uint32_t slot )
 {
     Entry &entry = map->entries[slot];
-    if( entry.child[0] == 0 || entry.child[1] == 0 )
-        return detach( map, slot );
-    // What comes next has at most one child: it leaves its place and takes that of SLOT.
-    uint32_t substitute = outermost( map, entry.child[1], 0 );
-    detach( map, substitute );
-    replaceChild( map, entry.parent, slot, substitute );
-    map->entries[substitute].size = entry.size;
-    for( int side : { 0, 1 } )
+    for( int end : { 0, 1 } )
+        if( map->ends[end] == slot )
+            map->ends[end] = neighbour( map, slot, !end );
+    while( entry.child[0] && entry.child[1] )
     {
-        map->entries[substitute].child[side] = entry.child[side];
-        if( entry.child[side] )
-            map->entries[entry.child[side]].parent = substitute;
+        int higher = rankOf( map->entries[entry.child[1]] ) > rankOf( map->entries[entry.child[0]] );
+        raise( map, entry.child[higher] );
     }
+    replaceChild( map, entry.parent, slot, entry.child[entry.child[0] == 0] );
 }
 
+// Counted from the nearer end.
 uint32_t slotAt( const pbPriorityMap *map, int64_t index )
 {
-    uint32_t slot = map->root;
-    for( ;; )
-    {
-        const Entry &entry = map->entries[slot];
-        int64_t before = map->size( entry.child[0] );
-        if( index == before )
-            return slot;
-        int side = index > before;
-        if( side )
-            index -= before + 1;
-        slot = entry.child[side];
-    }
+    int64_t length = map->entries.length();
+    int end = index > length / 2;
+    uint32_t slot = map->ends[end];
+    for( int64_t steps = end ? length - 1 - index : index; steps > 0; steps-- )
+        slot = neighbour( map, slot, !end );
+    return slot;
 }
 
 // The entries of a value
@@ -257,54 +219,51 @@ uint32_t merge( pbPriorityMap *map, uint32_t thisSlot, uint32_t thatSlot )
         std::swap( thisSlot, thatSlot );
     Entry &entry = map->entries[thisSlot];
     auto rank = [map]( uint32_t slot ) { return slot ? map->entries[slot].heapRank : 0; };
-    entry.heapKept[1] = merge( map, entry.heapKept[1], thatSlot );
-    if( rank( entry.heapKept[0] ) < rank( entry.heapKept[1] ) )
-        std::swap( entry.heapKept[0], entry.heapKept[1] );
-    entry.heapRank = rank( entry.heapKept[1] ) + 1;
+    entry.heap[1] = merge( map, entry.heap[1], thatSlot );
+    if( rank( entry.heap[0] ) < rank( entry.heap[1] ) )
+        std::swap( entry.heap[0], entry.heap[1] );
+    entry.heapRank = rank( entry.heap[1] ) + 1;
     return thisSlot;
 }
 
-// The link to the first entry of VALUE, or where it would stand; null as long as there are no buckets.
-uint32_t *findValue( const pbPriorityMap *map, const pbObj *value )
+// The link to the first entry of VALUE, or where it would stand. There are buckets.
+uint32_t &linkOf( const pbPriorityMap *map, const pbObj *value )
 {
-    if( map->byValue.empty() )
-        return nullptr;
     uint32_t *link = &map->byValue.first( pb::hashIdentity( value ) );
     while( *link && map->entries[*link].value != value )
         link = &map->entries[*link].next;
-    return link;
+    return *link;
+}
+
+// The first entry of VALUE; 0 for none.
+uint32_t findValue( const pbPriorityMap *map, const pbObj *value )
+{
+    return map->valuesLength > 0 ? linkOf( map, value ) : 0;
 }
 
 void linkValue( pbPriorityMap *map, uint32_t slot )
 {
     map->byValue.grow( map->valuesLength, ValueLinks{ map->entries } );
-    uint32_t *link = findValue( map, map->entries[slot].value );
+    uint32_t &link = linkOf( map, map->entries[slot].value );
     map->entries[slot].heapRank = 1;
-    uint32_t old = *link;
+    uint32_t old = link;
     uint32_t next = old ? map->entries[old].next : 0;
     map->valuesLength += old == 0;
-    *link = merge( map, old, slot );
-    map->entries[*link].next = next;
+    link = merge( map, old, slot );
+    map->entries[link].next = next;
 }
 
-// Takes the first entry of a value, to which LINK points, out of its heap.
-void unlinkValue( pbPriorityMap *map, uint32_t *link )
+// Takes SLOT, the first entry of its value, out of its heap.
+void unlinkValue( pbPriorityMap *map, uint32_t slot )
 {
-    Entry &entry = map->entries[*link];
-    uint32_t rest = merge( map, entry.heapKept[0], entry.heapKept[1] );
+    const Entry &entry = map->entries[slot];
+    uint32_t &link = linkOf( map, entry.value );
+    uint32_t rest = merge( map, entry.heap[0], entry.heap[1] );
     if( rest )
         map->entries[rest].next = entry.next;
     else
         map->valuesLength--;
-    *link = rest ? rest : entry.next;
-}
-
-void shrink( pbPriorityMap *map )
-{
-    if( map->root || map->entries.end() <= pb::maxIdleSlots )
-        return;
-    map->entries.free();
-    map->byValue.free();
+    link = rest ? rest : entry.next;
 }
 
 } // namespace
@@ -317,7 +276,7 @@ pbPriorityMap *pbPriorityMapCreate()
 int64_t pbPriorityMapLength( pbPriorityMap *map )
 {
     PB_ASSERT( map );
-    return map->size( map->root );
+    return map->entries.length();
 }
 
 void pbPriorityMapSetValue( pbPriorityMap **map, int64_t priority, pbObj *value )
@@ -340,14 +299,14 @@ void pbPriorityMapSetValue( pbPriorityMap **map, int64_t priority, pbObj *value 
 int64_t pbPriorityMapPriorityAt( pbPriorityMap *map, int64_t index )
 {
     PB_ASSERT( map );
-    PB_ASSERT( index >= 0 && index < pbPriorityMapLength( map ) );
+    PB_ASSERT( index >= 0 && index < map->entries.length() );
     return map->entries[slotAt( map, index )].priority;
 }
 
 pbObj *pbPriorityMapValueAt( pbPriorityMap *map, int64_t index )
 {
     PB_ASSERT( map );
-    PB_ASSERT( index >= 0 && index < pbPriorityMapLength( map ) );
+    PB_ASSERT( index >= 0 && index < map->entries.length() );
     return pbObjRetain( map->entries[slotAt( map, index )].value );
 }
 
@@ -355,7 +314,7 @@ pbVector *pbPriorityMapValuesVector( pbPriorityMap *map )
 {
     PB_ASSERT( map );
     auto values = pb::own( pbVectorCreate() );
-    for( uint32_t slot = map->root ? outermost( map, map->root, 0 ) : 0; slot; slot = successor( map, slot ) )
+    for( uint32_t slot = map->ends[0]; slot; slot = neighbour( map, slot, 1 ) )
         pbVectorAppendObj( values.inout(), map->entries[slot].value );
     return values.give();
 }
@@ -365,17 +324,14 @@ pbBool pbPriorityMapDelValue( pbPriorityMap **map, pbObj *value )
     PB_ASSERT( map );
     PB_ASSERT( *map );
     PB_ASSERT( value );
-    const uint32_t *found = findValue( *map, value );
-    if( !found || *found == 0 )
+    uint32_t slot = findValue( *map, value );
+    if( !slot )
         return 0;
     pbPriorityMap *changed = mutate( map );
-    uint32_t *link = findValue( changed, value );
-    uint32_t slot = *link;
-    unlinkValue( changed, link );
+    unlinkValue( changed, slot );
     remove( changed, slot );
     auto removed = pb::own( changed->entries[slot].value );
     changed->entries.giveBack( slot );
-    shrink( changed );
     return 1;
 }
 

@@ -1,13 +1,12 @@
-// Memory of the big containers: items in slots that never move, known by a number of 32 bits instead of an address, so
-// that links cost half and a container is copied block by block. Growing never copies: blocks double in size and are
-// touched only as they fill.
+// Memory of the big containers: items in slots that are known by a number of 32 bits instead of an address, so that
+// links cost half and a container is copied block by block. No operation handles more than one block, so none takes
+// long however big the container is.
 #ifndef PB_PB_SLOTS_H
 #define PB_PB_SLOTS_H
 
 #include "pb/pb_assert.h"
 
 #include <algorithm>
-#include <bit>
 #include <cstdlib>
 #include <cstring>
 #include <type_traits>
@@ -16,60 +15,95 @@
 namespace pb
 {
 
-/// An array in blocks of 8, 16, 32 ... items. Zeroed memory is an empty one.
+/// An array in blocks of one size, of which the first starts small and grows until it has that size. Zeroed memory is
+/// an empty one.
 template<class T>
 class Blocks
 {
     static_assert( std::is_trivially_copyable_v<T> );
 
 public:
-    static constexpr uint32_t maxLength = ( uint32_t{ 1 } << 31 ) - 8;
+    T &operator[]( uint32_t index ) const { return blocks_[index / blockLength][index % blockLength]; }
 
-    T &operator[]( uint32_t index ) const
-    {
-        uint32_t top = topBit( index );
-        return blocks_[top - 3][( index + 8 ) ^ ( uint32_t{ 1 } << top )];
-    }
-
-    /// Makes room for the item at INDEX, the first that there is no room for, or does nothing. Its memory is not set.
+    /// Makes room for the item at INDEX, at most the first that there is no room for. Its memory is not set. Moves
+    /// items, so that references to them end.
     void makeRoom( uint32_t index )
     {
-        PB_ASSERT( index < maxLength );
-        T *&block = blocks_[topBit( index ) - 3];
-        if( !block ) [[unlikely]]
+        if( index >= capacity_ ) [[unlikely]]
+            grow();
+    }
+
+    /// Frees a block if there is more than one that the first LENGTH items do not need. Called again and again, it
+    /// gives the memory back piece by piece.
+    void trim( uint32_t length )
+    {
+        if( capacity_ >= blockLength && capacity_ - blockLength >= length + blockLength ) [[unlikely]]
         {
-            block = static_cast<T *>( std::malloc( blockSize( topBit( index ) ) ) );
-            PB_ASSERT( block );
+            capacity_ -= blockLength;
+            std::free( blocks_[capacity_ / blockLength] );
         }
     }
 
     /// Becomes a copy of the first LENGTH items of SOURCE; is empty before.
     void copy( const Blocks &source, uint32_t length )
     {
-        for( uint32_t index = 0; index < length; )
+        while( capacity_ < length )
+            grow();
+        for( uint32_t index = 0; index < length; index += blockLength )
         {
-            makeRoom( index );
-            uint32_t count = std::min( length - index, uint32_t{ 1 } << topBit( index ) );
+            size_t count = std::min( length - index, blockLength );
             std::memcpy( static_cast<void *>( &( *this )[index] ), &source[index], count * sizeof( T ) );
-            index += count;
         }
     }
 
     /// Becomes empty.
     void free()
     {
-        for( T *&block : blocks_ )
-        {
-            std::free( block );
-            block = nullptr;
-        }
+        for( uint32_t index = 0; index < capacity_; index += blockLength )
+            std::free( blocks_[index / blockLength] );
+        std::free( blocks_ );
+        blocks_ = nullptr;
+        capacity_ = 0;
     }
 
 private:
-    static uint32_t topBit( uint32_t index ) { return static_cast<uint32_t>( std::bit_width( index + 8 ) ) - 1; }
-    static size_t blockSize( uint32_t top ) { return sizeof( T ) << top; }
+    static constexpr uint32_t blockLength = 1 << 15;
+    static constexpr uint32_t maxCapacity = uint32_t{ 1 } << 31;
 
-    T *blocks_[28];
+    template<class U>
+    static void resize( U *&block, uint32_t length )
+    {
+        block = static_cast<U *>( std::realloc( static_cast<void *>( block ), length * sizeof( U ) ) );
+        PB_ASSERT( block );
+    }
+
+    void grow()
+    {
+        if( capacity_ >= blockLength )
+            return addBlock();
+        if( !blocks_ )
+        {
+            resize( blocks_, 1 );
+            blocks_[0] = nullptr;
+        }
+        capacity_ = std::max( capacity_ * 2, uint32_t{ 8 } );
+        resize( blocks_[0], capacity_ );
+    }
+
+    void addBlock()
+    {
+        PB_ASSERT( capacity_ < maxCapacity );
+        uint32_t count = capacity_ / blockLength;
+        // The array of blocks has room for a power of two of them.
+        if( ( count & ( count - 1 ) ) == 0 )
+            resize( blocks_, count * 2 );
+        blocks_[count] = nullptr;
+        resize( blocks_[count], blockLength );
+        capacity_ += blockLength;
+    }
+
+    T **blocks_;
+    uint32_t capacity_;
 };
 
 /// Items that come and go. An item type has a member `next`, which links the free ones. Slot 0 stays unused, so that it
@@ -80,17 +114,21 @@ class Slots
 public:
     T &operator[]( uint32_t slot ) const { return items_[slot]; }
 
-    /// The end of the slots that were ever in use; the first is 1. Free ones among them are zeroed but for `next`.
-    uint32_t end() const { return std::max( end_, uint32_t{ 1 } ); }
+    uint32_t length() const { return length_; }
 
-    /// A slot for an item, zeroed.
+    /// The end of the slots that are or were in use; the first is 1. Free ones are zeroed but for `next`.
+    uint32_t end() const { return end_; }
+
+    /// A slot for an item, zeroed. Ends references to items.
     uint32_t take()
     {
+        length_++;
         if( uint32_t slot = free_ )
         {
             free_ = std::exchange( items_[slot].next, 0 );
             return slot;
         }
+        items_.trim( end_ );
         if( end_ == 0 )
             append();
         return append();
@@ -99,14 +137,17 @@ public:
     void giveBack( uint32_t slot )
     {
         items_[slot] = T{};
-        items_[slot].next = free_;
-        free_ = slot;
+        items_[slot].next = std::exchange( free_, slot );
+        if( --length_ == 0 )
+            end_ = free_ = 0;
+        items_.trim( end_ );
     }
 
     /// Becomes a copy of SOURCE with the same slots; is empty before.
     void copy( const Slots &source )
     {
         items_.copy( source.items_, source.end_ );
+        length_ = source.length_;
         end_ = source.end_;
         free_ = source.free_;
     }
@@ -115,8 +156,7 @@ public:
     void free()
     {
         items_.free();
-        end_ = 0;
-        free_ = 0;
+        length_ = end_ = free_ = 0;
     }
 
 private:
@@ -128,12 +168,10 @@ private:
     }
 
     Blocks<T> items_;
+    uint32_t length_;
     uint32_t end_;
     uint32_t free_;
 };
-
-/// Above this number of slots a container that became empty gives its memory back.
-inline constexpr uint32_t maxIdleSlots = 1024;
 
 } // namespace pb
 

@@ -7,9 +7,11 @@
 
 #include <nlohmann/json.hpp>
 
+#include <csignal>
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
+#include <sys/resource.h>
 #include <sys/stat.h>
 #include <thread>
 
@@ -254,6 +256,33 @@ TEST_F( FileRecorder, CountsLinesThatTheFileDoesNotTake )
     trSetRecorder( recorder );
     stream().clear();
     EXPECT_EQ( trRecorderLostLines( recorder ), 2 );
+}
+
+TEST_F( FileRecorder, BeginsANewLineAfterOneThatWasCutOff )
+{
+    record();
+    auto one = stream();
+    rlimit limit = {};
+    ASSERT_EQ( getrlimit( RLIMIT_FSIZE, &limit ), 0 );
+    rlimit small = { content().size() + 20, limit.rlim_max };
+    auto before = std::signal( SIGXFSZ, SIG_IGN );
+    ASSERT_EQ( setrlimit( RLIMIT_FSIZE, &small ), 0 );
+    trStreamTextCstr( one, "cut off", -1 );
+    trStreamTextCstr( one, "lost", -1 );
+    ASSERT_EQ( setrlimit( RLIMIT_FSIZE, &limit ), 0 );
+    std::signal( SIGXFSZ, before );
+    EXPECT_EQ( trRecorderLostLines( recorder ), 2 );
+    trStreamTextCstr( one, "whole", -1 );
+    trStreamTextCstr( one, "again", -1 );
+    EXPECT_EQ( trRecorderLostLines( recorder ), 2 );
+    std::istringstream input( content() );
+    std::vector<std::string> texts;
+    for( std::string line; std::getline( input, line ); )
+    {
+        json object = json::parse( line, nullptr, false );
+        texts.push_back( object.is_object() ? object.value( "text", "none" ) : std::to_string( line.size() ) );
+    }
+    EXPECT_THAT( texts, testing::ElementsAre( "none", "20", "whole", "again" ) );
 }
 
 TEST_F( FileRecorder, NeverMixesLinesOfDifferentThreads )

@@ -185,6 +185,22 @@ namespace
 
 using namespace sipauth;
 
+// A number that the hexadecimal digits of a whole text spell, in any letter case; -1 for any other text and for a
+// number of more than 32 bits.
+template<class Ch>
+int64_t scanHexadecimal( const Ch *chs, int64_t length )
+{
+    int64_t number = length > 0 ? 0 : -1;
+    for( int64_t index = 0; index < length; index++ )
+    {
+        Ch ch = foldCase( chs[index] );
+        if( !isOf( ch, charLhex ) || number > 0xFFFFFFF )
+            return -1;
+        number = number * 16 + ( ch <= '9' ? ch - '0' : ch - 'a' + 10 );
+    }
+    return number;
+}
+
 struct NonceCountParameter
 {
     Format format;
@@ -198,11 +214,8 @@ struct NonceCountParameter
 
     bool apply( sipauthAuthorization *ar, const Slice &value ) const
     {
-        int64_t count = 0;
-        int64_t scanned = 0;
-        if( !pbStringScanInt( value.toString(), 16, &count, &scanned ) )
-            return false;
-        if( !sipauthValueDigestNonceCountOk( count ) || scanned != value.count )
+        int64_t count = value.scan( []( auto *chs, int64_t length ) { return scanHexadecimal( chs, length ); } );
+        if( !sipauthValueDigestNonceCountOk( count ) )
             return false;
         ar->digestNonceCount = count;
         return true;
