@@ -11,24 +11,6 @@
 
 #include <iterator>
 
-struct sipauthAuthorization
-{
-    pb::Object object;
-    int64_t scheme;
-    pb::Field<pbString> basicUserName;
-    pb::Field<pbString> basicPassword;
-    pb::Field<pbString> digestUserName;
-    pb::Field<pbString> digestRealm;
-    pb::Field<pbString> digestNonce;
-    pb::Field<pbString> digestIri;
-    pb::Field<pbString> digestResponse;
-    pb::Field<pbString> digestAlgorithm;
-    pb::Field<pbString> digestCnonce;
-    pb::Field<pbString> digestOpaque;
-    pb::Field<pbString> digestMessageQop;
-    int64_t digestNonceCount; ///< -1 when absent
-};
-
 static int64_t sipauth___AuthorizationCompFunc( pbObj *thisObj, pbObj *thatObj );
 
 PB_TYPE( sipauthAuthorization, SIPAUTH_AUTHORIZATION, sipauth, sipauth___AuthorizationFreeFunc,

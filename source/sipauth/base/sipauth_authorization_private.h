@@ -1,10 +1,31 @@
-// The text form of credentials (RFC 2617 sections 2 and 3.2.2) and their place in a message.
+// Credentials of a request: the body of the value, which the files that check and build one read directly, its text
+// form (RFC 2617 sections 2 and 3.2.2) and its place in a message.
 #ifndef SIPAUTH_BASE_SIPAUTH_AUTHORIZATION_PRIVATE_H
 #define SIPAUTH_BASE_SIPAUTH_AUTHORIZATION_PRIVATE_H
+
+#include "pb/pb_object.h"
 
 #include <sipauth/sipauth_authorization.h>
 #include <sipauth/sipauth_options.h>
 #include <sipsn/sipsn_message.h>
+
+struct sipauthAuthorization
+{
+    pb::Object object;
+    int64_t scheme;
+    pb::Field<pbString> basicUserName;
+    pb::Field<pbString> basicPassword;
+    pb::Field<pbString> digestUserName;
+    pb::Field<pbString> digestRealm;
+    pb::Field<pbString> digestNonce;
+    pb::Field<pbString> digestIri;
+    pb::Field<pbString> digestResponse;
+    pb::Field<pbString> digestAlgorithm;
+    pb::Field<pbString> digestCnonce;
+    pb::Field<pbString> digestOpaque;
+    pb::Field<pbString> digestMessageQop;
+    int64_t digestNonceCount; ///< -1 when absent
+};
 
 PB_BEGIN_DECLS
 

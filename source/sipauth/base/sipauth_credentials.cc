@@ -1,17 +1,12 @@
 // Credentials: a user name and a password.
+#include "sipauth/base/sipauth_credentials_private.h"
+
 #include "pb/pb_type.h"
 #include "sipauth/sipauth_private.h"
 
 #include <pb/pb_buffer.h>
 #include <rfc/rfc_base.h>
 #include <sipauth/sipauth_credentials.h>
-
-struct sipauthCredentials
-{
-    pb::Object object;
-    pb::Field<pbString> userName;
-    pb::Field<pbString> password;
-};
 
 static int64_t sipauth___CredentialsCompFunc( pbObj *thisObj, pbObj *thatObj );
 

@@ -157,9 +157,9 @@ enum class ListFault
     comma    ///< no comma after the value
 };
 
-/// Reads parameters up to the end of the text and gives each to take( name, value, offset ), which says whether it takes
-/// it; OFFSET is where the value begins, quotes included. White space may stand around everything, a comma at the end,
-/// but not two commas in a row. On a fault the reader stands where it was found.
+/// Reads parameters up to the end of the text and gives each to take( name, value, offset ), which says whether it
+/// takes it; OFFSET is where the value begins, quotes included. White space may stand around everything, a comma at the
+/// end, but not two commas in a row. On a fault the reader stands where it was found.
 template<class Ch, class Take>
 ListFault eachParameter( Reader<Ch> *reader, Take take )
 {

@@ -1,5 +1,6 @@
 // The two uses of a digest state: to build the authorization of a request, and to check one.
-#include "pb/pb_assert.h"
+#include "sipauth/base/sipauth_authorization_private.h"
+#include "sipauth/base/sipauth_credentials_private.h"
 #include "sipauth/digest/sipauth_digest_algorithm_private.h"
 #include "sipauth/digest/sipauth_digest_qop_private.h"
 #include "sipauth/digest/sipauth_digest_random_private.h"
@@ -35,20 +36,18 @@ sipauthAuthorization *sipauthDigestStateTryConstructAuthorization( sipauthDigest
         sipauthDigestStateTryComputeResponse( state, request, credentials, qop, cnonce, nullptr, optionalAnchor ) );
     if( !response )
         return nullptr;
-    sipauthAuthorization **ar = authorization.inout();
-    sipauthAuthorizationSetDigestResponse( ar, response );
-    sipauthAuthorizationSetDigestAlgorithm( ar, pb::own( sipauth___DigestAlgorithmEncode( state->algorithm ) ) );
-    sipauthAuthorizationSetDigestUserName( ar, pb::own( sipauthCredentialsUserName( credentials ) ) );
-    sipauthAuthorizationSetDigestRealm( ar, state->realm );
-    sipauthAuthorizationSetDigestNonce( ar, state->nonce );
-    sipauthAuthorizationSetDigestIri( ar, pb::own( sipsnMessageRequestIri( request ) ) );
-    if( state->opaque )
-        sipauthAuthorizationSetDigestOpaque( ar, state->opaque );
+    authorization->digestResponse = std::move( response );
+    authorization->digestAlgorithm = pb::own( sipauth___DigestAlgorithmEncode( state->algorithm ) );
+    authorization->digestUserName = credentials->userName;
+    authorization->digestRealm = state->realm;
+    authorization->digestNonce = state->nonce;
+    authorization->digestIri = pb::own( sipsnMessageRequestIri( request ) );
+    authorization->digestOpaque = state->opaque;
     if( qop != SIPAUTH_DIGEST_QOP_NONE )
     {
-        sipauthAuthorizationSetDigestMessageQop( ar, pb::own( sipauth___DigestQopEncode( qop ) ) );
-        sipauthAuthorizationSetDigestCnonce( ar, cnonce );
-        sipauthAuthorizationSetDigestNonceCount( ar, state->nonceCount );
+        authorization->digestMessageQop = pb::own( sipauth___DigestQopEncode( qop ) );
+        authorization->digestCnonce = std::move( cnonce );
+        authorization->digestNonceCount = state->nonceCount;
     }
     return authorization.give();
 }
@@ -66,8 +65,8 @@ bool same( pbString *textA, pbString *textB )
 const char *algorithmFailure( const sipauthDigestState *state, sipauthAuthorization *authorization )
 {
     int64_t algorithm = SIPAUTH_DIGEST_ALGORITHM_MD5;
-    if( auto token = pb::own( sipauthAuthorizationDigestAlgorithm( authorization ) ) )
-        algorithm = sipauth___DigestAlgorithmTryDecode( token );
+    if( authorization->digestAlgorithm )
+        algorithm = sipauth___DigestAlgorithmTryDecode( authorization->digestAlgorithm );
     if( algorithm == SIPAUTH_DIGEST_ALGORITHM_INVALID )
         return "sipauth___DigestAlgorithmTryDecode(): SIPAUTH_DIGEST_ALGORITHM_INVALID";
     return algorithm == state->algorithm ? nullptr : "Digest algorithm mismatch.";
@@ -77,8 +76,8 @@ const char *algorithmFailure( const sipauthDigestState *state, sipauthAuthorizat
 const char *qopFailure( const sipauthDigestState *state, sipauthAuthorization *authorization, int64_t &qop )
 {
     qop = SIPAUTH_DIGEST_QOP_NONE;
-    if( auto token = pb::own( sipauthAuthorizationDigestMessageQop( authorization ) ) )
-        qop = sipauth___DigestQopTryDecode( token );
+    if( authorization->digestMessageQop )
+        qop = sipauth___DigestQopTryDecode( authorization->digestMessageQop );
     if( qop == SIPAUTH_DIGEST_QOP_INVALID )
         return "sipauth___DigestQopTryDecode(): SIPAUTH_DIGEST_QOP_INVALID";
     return state->allowsQop( qop ) ? nullptr : "Digest qop mismatch.";
@@ -87,13 +86,13 @@ const char *qopFailure( const sipauthDigestState *state, sipauthAuthorization *a
 // What does not answer this very challenge; null when all does. Nothing here is secret.
 const char *challengeFailure( const sipauthDigestState *state, sipauthAuthorization *authorization )
 {
-    if( !same( state->realm, pb::own( sipauthAuthorizationDigestRealm( authorization ) ) ) )
+    if( !same( state->realm, authorization->digestRealm ) )
         return "Digest realm mismatch.";
-    if( !same( state->nonce, pb::own( sipauthAuthorizationDigestNonce( authorization ) ) ) )
+    if( !same( state->nonce, authorization->digestNonce ) )
         return "Digest nonce mismatch.";
-    if( !same( state->opaque, pb::own( sipauthAuthorizationDigestOpaque( authorization ) ) ) )
+    if( !same( state->opaque, authorization->digestOpaque ) )
         return "Digest opaque mismatch.";
-    if( sipauthAuthorizationDigestNonceCount( authorization ) != state->nonceCount )
+    if( authorization->digestNonceCount != state->nonceCount )
         return "Digest nonce count mismatch.";
     return nullptr;
 }
@@ -106,14 +105,11 @@ const char *responseFailure( trStream *stream, sipauthDigestState *state, sipsnM
     pb::Ref<trAnchor> anchor;
     if( trStreamRecorded( stream ) )
         anchor = pb::own( trAnchorCreate( stream, anchorKind ) );
-    auto cnonce = pb::own( sipauthAuthorizationDigestCnonce( authorization ) );
-    auto iri = pb::own( sipauthAuthorizationDigestIri( authorization ) );
-    auto computed =
-        pb::own( sipauthDigestStateTryComputeResponse( state, request, credentials, qop, cnonce, iri, anchor ) );
+    auto computed = pb::own( sipauthDigestStateTryComputeResponse(
+        state, request, credentials, qop, authorization->digestCnonce, authorization->digestIri, anchor ) );
     if( !computed )
         return "sipauthDigestStateTryComputeResponse(): null";
-    auto response = pb::own( sipauthAuthorizationDigestResponse( authorization ) );
-    if( !response || !pbStringEqualsConstantTime( response, computed ) )
+    if( !authorization->digestResponse || !pbStringEqualsConstantTime( authorization->digestResponse, computed ) )
         return "Digest response mismatch.";
     return nullptr;
 }
@@ -121,7 +117,7 @@ const char *responseFailure( trStream *stream, sipauthDigestState *state, sipsnM
 const char *failure( trStream *stream, sipauthDigestState *state, sipsnMessage *request,
                      sipauthCredentials *credentials, sipauthAuthorization *authorization )
 {
-    if( sipauthAuthorizationScheme( authorization ) != SIPAUTH_SCHEME_DIGEST )
+    if( authorization->scheme != SIPAUTH_SCHEME_DIGEST )
         return "sipauthAuthorizationScheme() != SIPAUTH_SCHEME_DIGEST";
     if( const char *text = algorithmFailure( state, authorization ) )
         return text;

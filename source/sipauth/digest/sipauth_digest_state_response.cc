@@ -2,8 +2,8 @@
 // stack; values that stand quoted in headers enter them in their escaped form, as they stand between the quotes.
 #include "sipauth/digest/sipauth_digest_state_response_private.h"
 
-#include "pb/pb_assert.h"
 #include "pb/pb_text.h"
+#include "sipauth/base/sipauth_credentials_private.h"
 #include "sipauth/base/sipauth_quotable_string_private.h"
 #include "sipauth/digest/sipauth_digest_algorithm_private.h"
 #include "sipauth/digest/sipauth_digest_qop_private.h"
@@ -106,9 +106,9 @@ struct Computation
     pb::Ref<pbString> iri;
     bool iriOk;             // checked already
     pb::Ref<pbBuffer> body; // null for none
-    pb::Ref<pbString> userName;
-    pb::Ref<pbString> password;
-    pbString *cnonce; // null for none
+    pbString *userName;     // null for none
+    pbString *password;     // null for none
+    pbString *cnonce;       // null for none
 
     bool withQop() const { return qop != SIPAUTH_DIGEST_QOP_NONE; }
 };
@@ -269,8 +269,8 @@ pbString *sipauthDigestStateTryComputeResponse( sipauthDigestState *state, sipsn
         .iri = optionalDeviatingIri ? pb::share( optionalDeviatingIri ) : pb::own( sipsnMessageRequestIri( request ) ),
         .iriOk = optionalDeviatingIri != nullptr,
         .body = pb::own( sipsnMessageBody( request ) ),
-        .userName = pb::own( sipauthCredentialsUserName( credentials ) ),
-        .password = pb::own( sipauthCredentialsPassword( credentials ) ),
+        .userName = credentials->userName,
+        .password = credentials->password,
         .cnonce = optionalCnonce,
     };
     tr::whenRecorded( stream, [&] { traceProperties( computation, request, credentials ); } );
