@@ -5,7 +5,6 @@
 #include "pb/pb_assert.h"
 
 #include <cry/cry_hash.h>
-#include <pb/pb_ref.hh>
 
 #include <openssl/err.h>
 #include <openssl/evp.h>

@@ -6,6 +6,7 @@
 
 #include <pb/pb_base.h>
 
+#include <algorithm>
 #include <array>
 #include <cstddef>
 #include <string_view>
@@ -58,7 +59,7 @@ inline constexpr auto asciiClasses = []
     auto add = [&table]( std::string_view chs, Classes classes )
     {
         for( char ch : chs )
-            table[static_cast<size_t>( ch )] |= classes;
+            table[static_cast<unsigned char>( ch )] |= classes;
     };
     add( "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz", ALPHA | SCHEME | FUTURE | RUNS ); // unreserved
     add( "0123456789", DIGIT | HEXDIG | SCHEME | FUTURE | RUNS | TEL_NUMBER );                     // unreserved
@@ -130,17 +131,13 @@ int64_t skipRun( const Char *chs, int64_t length, int64_t pos, Classes classes, 
     }
 }
 
-static_assert(
-    []
-    {
-        for( Classes classes : asciiClasses )
-        {
-            if( ( classes & ( SIP_HOST | SIP_HEADERS | TEL_NUMBER ) ) && !( classes & ( SIP_USER | SIP_PARAMS ) ) )
-                return false;
-        }
-        return true;
-    }(),
-    "users and parameters together take all characters of SIP and TEL forms" );
+static_assert( std::ranges::all_of( asciiClasses,
+                                    []( Classes classes )
+                                    {
+                                        return ( classes & ( SIP_HOST | SIP_HEADERS | TEL_NUMBER ) ) == 0 ||
+                                               ( classes & ( SIP_USER | SIP_PARAMS ) ) != 0;
+                                    } ),
+               "users and parameters together take all characters of SIP and TEL forms" );
 
 } // namespace iri
 
