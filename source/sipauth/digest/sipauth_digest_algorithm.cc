@@ -38,19 +38,31 @@ static_assert( std::size( algorithms ) == SIPAUTH_DIGEST_ALGORITHM_SHA512_SESS +
 
 pbEnum *sipauth___DigestAlgorithmEnum;
 
+// The tokens as strings, which headers share.
+pbString *tokens[std::size( algorithms )];
+
 } // namespace
 
 void sipauth___DigestAlgorithmStartup()
 {
     sipauth___DigestAlgorithmEnum = pbEnumCreate();
     for( int64_t algorithm = 0; SIPAUTH_DIGEST_ALGORITHM_OK( algorithm ); algorithm++ )
+    {
+        std::string_view token = algorithms[algorithm].token;
         pbEnumSetEnumerantCstr( sipauth___DigestAlgorithmEnum, algorithms[algorithm].name, -1, algorithm );
+        tokens[algorithm] = pbStringCreateFromCstr( token.data(), static_cast<int64_t>( token.size() ) );
+    }
 }
 
 void sipauth___DigestAlgorithmShutdown()
 {
     pb::own( sipauth___DigestAlgorithmEnum ).clear();
     pb::poisonGlobal( sipauth___DigestAlgorithmEnum );
+    for( pbString *&token : tokens )
+    {
+        pb::own( token ).clear();
+        pb::poisonGlobal( token );
+    }
 }
 
 pbString *sipauthDigestAlgorithmToString( int64_t algorithm )
@@ -80,8 +92,7 @@ int64_t sipauth___DigestAlgorithmTryDecode( pbString *string )
 pbString *sipauth___DigestAlgorithmEncode( int64_t algorithm )
 {
     PB_ASSERT( SIPAUTH_DIGEST_ALGORITHM_OK( algorithm ) );
-    std::string_view token = algorithms[algorithm].token;
-    return pbStringCreateFromCstr( token.data(), static_cast<int64_t>( token.size() ) );
+    return pb::share( tokens[algorithm] ).give();
 }
 
 pbBool sipauth___DigestAlgorithmRequiresQop( int64_t algorithm )

@@ -7,13 +7,13 @@
 
 PB_BEGIN_DECLS
 
-/// Makes the enumeration object. Before any other use.
+/// Makes the enumeration object and the tokens. Before any other use.
 void sipauth___DigestAlgorithmStartup();
-/// Releases the enumeration object. After any other use.
+/// Releases them. After any other use.
 void sipauth___DigestAlgorithmShutdown();
 /// The algorithm that a header's token names, in any letter case; SIPAUTH_DIGEST_ALGORITHM_INVALID for any other text.
 int64_t sipauth___DigestAlgorithmTryDecode( pbString *string );
-/// A new string: the token that stands in headers.
+/// The token that stands in headers, one more reference of it.
 pbString *sipauth___DigestAlgorithmEncode( int64_t algorithm );
 /// 1 for a session variant, which cannot go without a quality of protection, else 0.
 pbBool sipauth___DigestAlgorithmRequiresQop( int64_t algorithm );

@@ -25,19 +25,30 @@ static_assert( std::size( qops ) == SIPAUTH_DIGEST_QOP_AUTH_INT + 1 );
 
 pbEnum *sipauth___DigestQopEnum;
 
+// The tokens as strings, which headers share; an empty one for none.
+pbString *tokens[std::size( qops )];
+
 } // namespace
 
 void sipauth___DigestQopStartup()
 {
     sipauth___DigestQopEnum = pbEnumCreate();
     for( int64_t qop = 0; SIPAUTH_DIGEST_QOP_OK( qop ); qop++ )
+    {
         pbEnumSetEnumerantCstr( sipauth___DigestQopEnum, qops[qop].name, -1, qop );
+        tokens[qop] = pbStringCreateFromCstr( qops[qop].token.data(), -1 );
+    }
 }
 
 void sipauth___DigestQopShutdown()
 {
     pb::own( sipauth___DigestQopEnum ).clear();
     pb::poisonGlobal( sipauth___DigestQopEnum );
+    for( pbString *&token : tokens )
+    {
+        pb::own( token ).clear();
+        pb::poisonGlobal( token );
+    }
 }
 
 pbString *sipauthDigestQopToString( int64_t qop )
@@ -66,11 +77,6 @@ int64_t sipauth___DigestQopTryDecode( pbString *string )
 
 pbString *sipauth___DigestQopEncode( int64_t qop )
 {
-    return pbStringCreateFromCstr( sipauth___DigestQopToken( qop ), -1 );
-}
-
-const char *sipauth___DigestQopToken( int64_t qop )
-{
     PB_ASSERT( qop == SIPAUTH_DIGEST_QOP_AUTH || qop == SIPAUTH_DIGEST_QOP_AUTH_INT );
-    return qops[qop].token.data();
+    return pb::share( tokens[qop] ).give();
 }

@@ -7,17 +7,15 @@
 
 PB_BEGIN_DECLS
 
-/// Makes the enumeration object. Before any other use.
+/// Makes the enumeration object and the tokens. Before any other use.
 void sipauth___DigestQopStartup();
-/// Releases the enumeration object. After any other use.
+/// Releases them. After any other use.
 void sipauth___DigestQopShutdown();
 /// The quality of protection that a header's token names, in any letter case; SIPAUTH_DIGEST_QOP_INVALID for any other
 /// text. Never SIPAUTH_DIGEST_QOP_NONE, for which there is no token.
 int64_t sipauth___DigestQopTryDecode( pbString *string );
-/// A new string: the token that stands in headers. SIPAUTH_DIGEST_QOP_NONE has none and aborts.
+/// The token that stands in headers, one more reference of it. SIPAUTH_DIGEST_QOP_NONE has none and aborts.
 pbString *sipauth___DigestQopEncode( int64_t qop );
-/// The same as static C text.
-const char *sipauth___DigestQopToken( int64_t qop );
 
 PB_END_DECLS
 
