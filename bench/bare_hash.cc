@@ -5,6 +5,7 @@
 #include <benchmark/benchmark.h>
 #include <openssl/evp.h>
 
+#include <cstring>
 #include <vector>
 
 namespace

@@ -62,11 +62,13 @@ void printTable( Medians &medians )
 
 int main( int argc, char **argv )
 {
-    std::vector<char *> args( argv, argv + argc );
     std::string repetitions = "--benchmark_repetitions=9";
     std::string mixed = "--benchmark_enable_random_interleaving=true";
     std::string shortRuns = "--benchmark_min_time=0.05";
-    args.insert( args.begin() + 1, { repetitions.data(), mixed.data(), shortRuns.data() } );
+    // What the caller says comes last and wins.
+    std::vector<char *> args = { argv[0], repetitions.data(), mixed.data(), shortRuns.data() };
+    for( int index = 1; index < argc; index++ )
+        args.push_back( argv[index] );
     int count = static_cast<int>( args.size() );
     benchmark::Initialize( &count, args.data() );
     if( benchmark::ReportUnrecognizedArguments( count, args.data() ) || !pbModuleStart( sipauthModule() ) )

@@ -29,15 +29,15 @@ PB_EXPORT pbBool pbFlagsetEquals( pbFlagset *objA, pbFlagset *objB );
 
 /// A flag set without names.
 PB_EXPORT pbFlagset *pbFlagsetCreate( void );
-/// Gives a bit (or group of bits) its name; -1 as length means up to the NUL. The name must be new.
+/// Gives a bit (or group of bits, at least one) its name; -1 as length means up to the NUL. The name must be new.
 PB_EXPORT void pbFlagsetSetFlagCstr( pbFlagset *flagset, const char *name, int64_t length, uint64_t flag );
 /// 1 when a flag of that name is registered, else 0.
 PB_EXPORT pbBool pbFlagsetHasFlagCstr( pbFlagset *flagset, const char *name, int64_t length );
 /// The bits that a text names: names separated by '|', ',', or white space, in any mix; unknown names count as
 /// nothing.
 PB_EXPORT uint64_t pbFlagsetParse( pbFlagset *flagset, pbString *text );
-/// A new string with the names of the set flags in order of registration, joined by "|"; bits without name are left
-/// out; empty when none is set.
+/// A new string with the names of the set flags in order of registration, joined by "|" (a group counts as set when all
+/// its bits are); bits without name are left out; empty when none is set.
 PB_EXPORT pbString *pbFlagsetGenerate( pbFlagset *flagset, uint64_t flags );
 
 PB_END_DECLS

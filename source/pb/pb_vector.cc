@@ -131,10 +131,12 @@ void pbVectorInsertObj( pbVector **vec, int64_t index, pbObj *obj )
     PB_ASSERT( *vec );
     PB_ASSERT( index >= 0 && index <= ( *vec )->length );
     PB_ASSERT( obj );
+    // The item may be the vector itself, which is then shared.
+    pb::Ref<pbObj> item = pb::share( obj );
     pbVector *changed = mutate( vec, ( *vec )->length + 1 );
     pbObj **place = changed->items() + index;
     std::copy_backward( place, changed->items() + changed->length, changed->items() + changed->length + 1 );
-    *place = pbObjRetain( obj );
+    *place = item.give();
     changed->length++;
 }
 

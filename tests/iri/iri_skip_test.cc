@@ -243,7 +243,7 @@ TEST( Skip, AcceptsTheLongestTextOfTheGrammarForAllShortTexts )
 {
     for( const char *prefix : { "", "//", "a:", "a://", "sip:", "sip:a@", "tel:", "sip:[::1]" } )
     {
-        forAllTexts( prefix, "a1:/?#[]@%;", 4,
+        forAllTexts( prefix, "a1:/?#[]@%;", 3,
                      []( const std::string &text ) {
                          ASSERT_EQ( skip( text ), grammar::longest( std::u32string( text.begin(), text.end() ) ) )
                              << text;
@@ -268,7 +268,7 @@ TEST( Skip, ReadsAllShortBracketedTextsAsTheGrammarDoes )
 TEST( Skip, AcceptsTheLongestTextOfTheGrammarForRandomTexts )
 {
     std::mt19937 random( 1 );
-    for( int round = 0; round < 100000; round++ )
+    for( int round = 0; round < 30000; round++ )
     {
         std::u32string text = randomText( random ).substr( 0, 63 );
         ASSERT_EQ( skipWide( text ), grammar::longest( text ) )
@@ -279,13 +279,13 @@ TEST( Skip, AcceptsTheLongestTextOfTheGrammarForRandomTexts )
 TEST( Skip, AcceptsAloneWhatItAcceptsAtTheStartOfAllShortTexts )
 {
     for( const char *prefix : { "", "sip:", "sip:a@", "tel:", "a:" } )
-        forAllTexts( prefix, "a1:/?#[]@%; ", 5, expectPrefixAcceptedAlone );
+        forAllTexts( prefix, "a1:/?#[]@%; ", 4, expectPrefixAcceptedAlone );
 }
 
 TEST( Skip, AcceptsAloneWhatItAcceptsAtTheStartOfRandomTexts )
 {
     std::mt19937 random( 2 );
-    for( int round = 0; round < 300000; round++ )
+    for( int round = 0; round < 100000; round++ )
     {
         std::u32string text = randomText( random );
         int64_t accepted = skipWide( text );

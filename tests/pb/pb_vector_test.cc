@@ -101,6 +101,14 @@ TEST( Vector, DeletesAndClears )
     EXPECT_EQ( joined( other ), "abc" );
 }
 
+TEST( Vector, CanHoldItsFormerSelf )
+{
+    auto vec = vectorOf( { "a" } );
+    pbVectorAppendObj( vec.inout(), pbVectorObj( vec ) );
+    EXPECT_EQ( pbVectorLength( vec ), 2 );
+    EXPECT_EQ( pbVectorLength( own( pbVectorFrom( pbVectorObjAt( vec, 1 ) ) ) ), 1 );
+}
+
 TEST( VectorDeathTest, RefusesIndicesOutside )
 {
     auto vec = vectorOf( { "a" } );

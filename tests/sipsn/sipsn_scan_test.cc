@@ -13,7 +13,8 @@ namespace
 // Bytes among which the interesting ones are frequent.
 std::vector<uint8_t> randomBytes( std::mt19937 &random, size_t length )
 {
-    constexpr std::string_view frequent( "\r\n\t\0\x1F\x20\x7F\x80\x9F\xFF:-@[`{azAZ09_~", 28 );
+    static constexpr char literal[] = "\r\n\t\0\x1F\x20\x7F\x80\x9F\xFF:-@[`{azAZ09_~";
+    constexpr std::string_view frequent( literal, sizeof literal - 1 );
     std::vector<uint8_t> bytes( length );
     for( uint8_t &byte : bytes )
         byte = static_cast<uint8_t>( random() % 4 ? 'a' + random() % 26 : frequent[random() % frequent.size()] );

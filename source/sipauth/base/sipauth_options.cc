@@ -360,12 +360,6 @@ void storeReferences( pbStore **store, sipauthOptions *opt )
         pbStoreSetValueCstr( store, "serverUsrDirectoryName", -1, opt->serverUsrDirectoryName );
 }
 
-void storeServerChallengeExpiration( pbStore **store, sipauthOptions *opt, pbBool full )
-{
-    if( !opt->serverChallengeExpiration.isDefault || full )
-        pbStoreSetValueIntCstr( store, "serverChallengeExpiration", -1, opt->serverChallengeExpiration.value );
-}
-
 } // namespace
 
 pbStore *sipauthOptionsStore( sipauthOptions *opt, pbBool full )
@@ -378,7 +372,8 @@ pbStore *sipauthOptionsStore( sipauthOptions *opt, pbBool full )
         storeSet( store.inout(), opt, stored, full );
     storeBool( store.inout(), opt, storedRandomness, full );
     storeReferences( store.inout(), opt );
-    storeServerChallengeExpiration( store.inout(), opt, full );
+    if( !opt->serverChallengeExpiration.isDefault || full )
+        pbStoreSetValueIntCstr( store.inout(), "serverChallengeExpiration", -1, opt->serverChallengeExpiration.value );
     for( const StoredBool &stored : storedServerBools )
         storeBool( store.inout(), opt, stored, full );
     if( !opt->rfcBaseOptions.isDefault || full )
@@ -425,13 +420,6 @@ void restoreReferences( sipauthOptions *opt, pbStore *store )
         opt->serverUsrDirectoryName = dirName;
 }
 
-void restoreServerChallengeExpiration( sipauthOptions *opt, pbStore *store )
-{
-    int64_t milliseconds = 0;
-    if( pbStoreValueIntCstr( store, "serverChallengeExpiration", -1, &milliseconds ) && milliseconds >= 0 )
-        opt->serverChallengeExpiration = { milliseconds, 0 };
-}
-
 } // namespace
 
 sipauthOptions *sipauthOptionsRestore( pbStore *store )
@@ -445,7 +433,9 @@ sipauthOptions *sipauthOptionsRestore( pbStore *store )
         restoreSet( opt, store, stored );
     restoreBool( opt, store, storedRandomness );
     restoreReferences( opt, store );
-    restoreServerChallengeExpiration( opt, store );
+    int64_t milliseconds = 0;
+    if( pbStoreValueIntCstr( store, "serverChallengeExpiration", -1, &milliseconds ) && milliseconds >= 0 )
+        opt->serverChallengeExpiration = { milliseconds, 0 };
     for( const StoredBool &stored : storedServerBools )
         restoreBool( opt, store, stored );
     if( auto baseOptions = pb::own( pbStoreStoreCstr( store, "rfcBaseOptions", -1 ) ) )

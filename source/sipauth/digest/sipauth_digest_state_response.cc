@@ -13,21 +13,49 @@
 #include <cry/cry_hash.h>
 #include <sipauth/sipauth_value.h>
 
+#include <cstring>
+#include <iterator>
+#include <string_view>
+
 namespace
 {
+
+// The two digits of each byte, in lower case.
+struct Digits
+{
+    char pairs[256][2];
+};
+
+constexpr Digits digits = []
+{
+    Digits result = {};
+    for( size_t byte = 0; byte < std::size( result.pairs ); byte++ )
+    {
+        result.pairs[byte][0] = "0123456789abcdef"[byte >> 4];
+        result.pairs[byte][1] = "0123456789abcdef"[byte & 0xF];
+    }
+    return result;
+}();
+
+// Writes the digits of COUNT bytes.
+void writeHex( const uint8_t *bytes, int64_t count, char *out )
+{
+    for( int64_t index = 0; index < count; index++ )
+        std::memcpy( out + 2 * index, digits.pairs[bytes[index]], 2 );
+}
 
 // A hash in lower-case hexadecimal; empty when the hash function is not available.
 struct Hex
 {
-    int64_t length = 0;
-    char digits[2 * CRY_HASH_MAX_LENGTH];
+    int64_t length;
+    char chars[2 * CRY_HASH_MAX_LENGTH];
 
     explicit operator bool() const { return length > 0; }
-    void appendTo( pb::Text &text ) const { text.append( digits, length ); }
+    void appendTo( pb::Text &text ) const { text.append( chars, length ); }
     // A new string, or null when empty.
     pb::Ref<pbString> toString() const
     {
-        return length > 0 ? pb::own( pbStringCreateFromCstr( digits, length ) ) : nullptr;
+        return length > 0 ? pb::own( pbStringCreateFromCstr( chars, length ) ) : nullptr;
     }
 };
 
@@ -36,11 +64,8 @@ Hex tryHash( int64_t algorithm, const void *bytes, int64_t length )
     uint8_t digest[CRY_HASH_MAX_LENGTH];
     int64_t digestLength = cryHashTryComputeBytes( sipauth___DigestAlgorithmHash( algorithm ), bytes, length, digest );
     Hex hex;
-    for( int64_t index = 0; index < digestLength; index++ )
-    {
-        hex.digits[hex.length++] = "0123456789abcdef"[digest[index] >> 4];
-        hex.digits[hex.length++] = "0123456789abcdef"[digest[index] & 0xF];
-    }
+    hex.length = 2 * digestLength;
+    writeHex( digest, digestLength, hex.chars );
     return hex;
 }
 
@@ -79,6 +104,7 @@ struct Computation
     int64_t qop;
     pb::Ref<pbString> method;
     pb::Ref<pbString> iri;
+    bool iriOk;             // checked already
     pb::Ref<pbBuffer> body; // null for none
     pb::Ref<pbString> userName;
     pb::Ref<pbString> password;
@@ -94,7 +120,7 @@ const char *obstacle( const Computation &computation )
         return "Digest qop mismatch.";
     if( computation.withQop() && !computation.cnonce )
         return "Cnonce required.";
-    if( !sipauthValueDigestIriOk( computation.iri ) )
+    if( !computation.iriOk && !sipauthValueDigestIriOk( computation.iri ) )
         return "sipauthValueDigestIriOk(): false";
     if( !computation.userName )
         return "sipauthCredentialsUserName(): null";
@@ -146,12 +172,22 @@ Hex tryHashA2( const Computation &computation )
     {
         auto body = tryHashBody( computation );
         if( !body )
-            return {};
+            return Hex{};
         TR_TEXT_FORMAT( computation.stream, "H(entity-body): %s", body.get() );
         text.appendChar( ':' );
         text.append( body );
     }
     return tryHash( computation.state->algorithm, text );
+}
+
+// The nonce count as "%08!16i" gives it. It never has more than eight digits.
+void appendNonceCount( pb::Text &text, int64_t nonceCount )
+{
+    uint8_t bytes[4];
+    for( int64_t index = 0; index < 4; index++ )
+        bytes[index] = static_cast<uint8_t>( nonceCount >> ( 24 - 8 * index ) );
+    writeHex( bytes, 4, text.room( 8 ) );
+    text.wrote( 8 );
 }
 
 // The hash of "%s:%~s:%s": H(A1), the nonce escaped and H(A2); with a quality of protection of
@@ -165,9 +201,13 @@ Hex tryHashResult( const Computation &computation, const Hex &a1, const Hex &a2 
     sipauth___QuotableStringAppendUnq( &text, state->nonce );
     if( computation.withQop() )
     {
-        text.format( ":%08!16i:", state->nonceCount );
+        text.appendChar( ':' );
+        appendNonceCount( text, state->nonceCount );
+        text.appendChar( ':' );
         sipauth___QuotableStringAppendUnq( &text, computation.cnonce );
-        text.format( ":%lc", sipauth___DigestQopToken( computation.qop ) );
+        text.appendChar( ':' );
+        std::string_view token = sipauth___DigestQopToken( computation.qop );
+        text.append( token.data(), static_cast<int64_t>( token.size() ) );
     }
     text.appendChar( ':' );
     a2.appendTo( text );
@@ -227,6 +267,7 @@ pbString *sipauthDigestStateTryComputeResponse( sipauthDigestState *state, sipsn
         .qop = qop,
         .method = pb::own( sipsnMessageRequestMethod( request ) ),
         .iri = optionalDeviatingIri ? pb::share( optionalDeviatingIri ) : pb::own( sipsnMessageRequestIri( request ) ),
+        .iriOk = optionalDeviatingIri != nullptr,
         .body = pb::own( sipsnMessageBody( request ) ),
         .userName = pb::own( sipauthCredentialsUserName( credentials ) ),
         .password = pb::own( sipauthCredentialsPassword( credentials ) ),

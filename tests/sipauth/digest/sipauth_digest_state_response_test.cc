@@ -9,6 +9,7 @@
 #include <cstdlib>
 #include <fstream>
 #include <map>
+#include <unistd.h>
 
 namespace
 {
@@ -35,10 +36,16 @@ std::string response( sipauthDigestState *state, sipsnMessage *request, sipauthC
         sipauthDigestStateTryComputeResponse( state, request, credentials, qop, cnonceText, iriText, nullptr ) );
 }
 
+// A file name that no other process uses.
+std::string ownFile( const char *name )
+{
+    return testing::TempDir() + "digest_response_" + std::to_string( getpid() ) + "_" + name;
+}
+
 // The hash by the openssl command, which knows nothing of this code.
 std::string opensslHash( const std::string &function, const std::string &input )
 {
-    std::string file = testing::TempDir() + "digest_response_input";
+    std::string file = ownFile( "input" );
     std::ofstream( file, std::ios::binary ) << input;
     FILE *pipe = popen( ( "openssl dgst -r -" + function + " " + file ).c_str(), "r" );
     std::array<char, 300> line = {};
@@ -338,6 +345,28 @@ TEST_F( DigestStateResponse, HashesFormattedTextAndTakesItsReferencesOver )
                    SIPAUTH_DIGEST_ALGORITHM_MD5, "%~s:%s:%~s", string( "alice" ).give(), string( "example.org" ).get(),
                    string( "p\xC3\xA4ss" ).give() ) ),
                opensslHash( "md5", "alice:example.org:p\xC3\xA4ss" ) );
+}
+
+// Exits with 0 when all hashing fails as it should, else with 1. No text tells of it: the caller knows what it means.
+[[noreturn]] void hashWithoutHashFunctions()
+{
+    Recording recording;
+    auto offered = state( SIPAUTH_DIGEST_ALGORITHM_MD5, none );
+    auto cred = credentials( "alice", "secret" );
+    bool failed = !sipauth___DigestStateResponseTryHashBuffer( 0, support::buffer( "a" ) ) &&
+                  !sipauth___DigestStateResponseTryHashFormat( 0, "a" ) &&
+                  response( offered, request( "INVITE", "sip:b@example.org" ), cred, 0 ) == "(null)" &&
+                  recording.texts( streamName ).empty() && recording.notable( streamName );
+    std::exit( failed ? 0 : 1 );
+}
+
+TEST_F( DigestStateResponseDeathTest, FailsWhenTheHashFunctionIsNotAvailable )
+{
+    setenv( "OPENSSL_CONF", SIPAUTH_TEST_DATA "/openssl/no_hash_functions.cnf", 1 );
+    GTEST_FLAG_SET( death_test_style, "threadsafe" ); // a new process, which has not looked any function up yet
+    EXPECT_EXIT( hashWithoutHashFunctions(), testing::ExitedWithCode( 0 ), "" );
+    GTEST_FLAG_SET( death_test_style, "fast" );
+    unsetenv( "OPENSSL_CONF" );
 }
 
 constexpr const char *path = "source/sipauth/digest/sipauth_digest_state_response";

@@ -1,0 +1,294 @@
+// Dictionaries.
+#include "support/abort.h"
+#include "support/text.h"
+
+#include <pb/pb_dict.h>
+
+#include <map>
+#include <random>
+
+namespace
+{
+
+using pb::own;
+using support::bytes;
+using support::string;
+using support::textOf;
+
+pb::Ref<pbObj> value( const char *text )
+{
+    return own( pbStringObj( string( text ).give() ) );
+}
+
+std::string at( pbDict *dict, const char *key )
+{
+    auto found = own( pbDictValue( dict, string( key ) ) );
+    return found ? textOf( pbObjToString( found ) ) : "(none)";
+}
+
+TEST( Dict, IsEmptyWhenCreated )
+{
+    auto dict = own( pbDictCreate() );
+    EXPECT_EQ( pbDictLength( dict ), 0 );
+    EXPECT_FALSE( pbDictHasKey( dict, string( "a" ) ) );
+    EXPECT_EQ( pbDictValue( dict, string( "a" ) ), nullptr );
+    EXPECT_EQ( pbDictValueKeysLength( dict, value( "v" ) ), 0 );
+}
+
+TEST( Dict, FindsValuesByTheTextOfTheKey )
+{
+    auto dict = own( pbDictCreate() );
+    pbDictSetValue( dict.inout(), string( "a" ), value( "1" ) );
+    pbDictSetValue( dict.inout(), string( "\xc3\xa4" ), value( "2" ) );
+    pbDictSetValue( dict.inout(), string( "" ), value( "3" ) );
+    EXPECT_EQ( at( dict, "a" ), "1" );
+    EXPECT_EQ( at( dict, "\xc3\xa4" ), "2" );
+    EXPECT_EQ( at( dict, "" ), "3" );
+    EXPECT_EQ( at( dict, "A" ), "(none)" );
+    EXPECT_TRUE( pbDictHasKey( dict, string( "a" ) ) );
+    EXPECT_EQ( pbDictLength( dict ), 3 );
+}
+
+TEST( Dict, ReplacesTheValueUnderAKey )
+{
+    auto dict = own( pbDictCreate() );
+    auto first = value( "1" );
+    pbDictSetValue( dict.inout(), string( "a" ), first );
+    pbDictSetValue( dict.inout(), string( "b" ), first );
+    pbDictSetValue( dict.inout(), string( "a" ), value( "2" ) );
+    EXPECT_EQ( at( dict, "a" ), "2" );
+    EXPECT_EQ( pbDictLength( dict ), 2 );
+    EXPECT_EQ( pbDictValueKeysLength( dict, first ), 1 );
+    pbDictSetValue( dict.inout(), string( "b" ), first );
+    EXPECT_EQ( at( dict, "b" ), "1" );
+    EXPECT_EQ( pbDictValueKeysLength( dict, first ), 1 );
+}
+
+TEST( Dict, DeletesByKey )
+{
+    auto dict = own( pbDictCreate() );
+    pbDictSetValue( dict.inout(), string( "a" ), value( "1" ) );
+    pbDictSetValue( dict.inout(), string( "b" ), value( "2" ) );
+    pbDictDelKey( dict.inout(), string( "a" ) );
+    pbDictDelKey( dict.inout(), string( "c" ) );
+    EXPECT_EQ( at( dict, "a" ), "(none)" );
+    EXPECT_EQ( at( dict, "b" ), "2" );
+    EXPECT_EQ( pbDictLength( dict ), 1 );
+}
+
+TEST( Dict, DeletesEveryEntryOfAValueAndNoOther )
+{
+    auto dict = own( pbDictCreate() );
+    auto shared = value( "1" );
+    for( const char *key : { "a", "b", "c" } )
+        pbDictSetValue( dict.inout(), string( key ), shared );
+    pbDictSetValue( dict.inout(), string( "d" ), value( "1" ) );
+    EXPECT_EQ( pbDictValueKeysLength( dict, shared ), 3 );
+    pbDictDelValue( dict.inout(), shared );
+    pbDictDelValue( dict.inout(), shared );
+    EXPECT_EQ( pbDictLength( dict ), 1 );
+    EXPECT_EQ( at( dict, "b" ), "(none)" );
+    EXPECT_EQ( at( dict, "d" ), "1" ) << "an equal value that is another object stays";
+}
+
+TEST( Dict, DeletesAValueThatNothingElseHolds )
+{
+    auto dict = own( pbDictCreate() );
+    pbDictSetValue( dict.inout(), string( "a" ), value( "1" ) );
+    pbDictSetValue( dict.inout(), string( "b" ), own( pbDictValue( dict, string( "a" ) ) ) );
+    pbObj *borrowed = own( pbDictValue( dict, string( "a" ) ) );
+    pbDictDelValue( dict.inout(), borrowed );
+    EXPECT_EQ( pbDictLength( dict ), 0 );
+}
+
+TEST( Dict, LeavesTheOtherHolderAloneWhenItChanges )
+{
+    auto dict = own( pbDictCreate() );
+    auto one = value( "1" );
+    pbDictSetValue( dict.inout(), string( "a" ), one );
+    pbDictSetValue( dict.inout(), string( "b" ), one );
+    auto other = dict;
+    pbDictSetValue( dict.inout(), string( "a" ), value( "2" ) );
+    pbDictDelKey( dict.inout(), string( "b" ) );
+    EXPECT_EQ( at( other, "a" ), "1" );
+    EXPECT_EQ( at( other, "b" ), "1" );
+    auto third = other;
+    pbDictDelValue( third.inout(), one );
+    EXPECT_EQ( pbDictLength( third ), 0 );
+    EXPECT_EQ( pbDictValueKeysLength( other, one ), 2 );
+}
+
+TEST( Dict, ChangesInPlaceWhenItHasOneHolder )
+{
+    auto dict = own( pbDictCreate() );
+    pbDictSetValue( dict.inout(), string( "a" ), value( "1" ) );
+    pbDict *before = dict;
+    pbDictSetValue( dict.inout(), string( "b" ), value( "2" ) );
+    pbDictDelKey( dict.inout(), string( "a" ) );
+    EXPECT_EQ( dict.get(), before );
+}
+
+TEST( Dict, StaysSharedWhenThereIsNothingToDelete )
+{
+    auto dict = own( pbDictCreate() );
+    pbDictSetValue( dict.inout(), string( "a" ), value( "1" ) );
+    auto other = dict;
+    pbDictDelKey( dict.inout(), string( "b" ) );
+    pbDictDelValue( dict.inout(), value( "1" ) );
+    EXPECT_EQ( dict.get(), other.get() );
+}
+
+TEST( Dict, CanHoldItsFormerSelf )
+{
+    auto dict = own( pbDictCreate() );
+    pbDictSetValue( dict.inout(), string( "a" ), value( "1" ) );
+    pbDictSetValue( dict.inout(), string( "self" ), pbDictObj( dict ) );
+    EXPECT_EQ( pbDictLength( dict ), 2 );
+    auto former = own( pbDictFrom( pbDictValue( dict, string( "self" ) ) ) );
+    EXPECT_EQ( pbDictLength( former ), 1 );
+}
+
+TEST( Dict, Clears )
+{
+    auto dict = own( pbDictCreate() );
+    pbDictSetValue( dict.inout(), string( "a" ), value( "1" ) );
+    auto other = dict;
+    pbDictClear( dict.inout() );
+    EXPECT_EQ( pbDictLength( dict ), 0 );
+    EXPECT_EQ( at( other, "a" ), "1" );
+}
+
+// Does what a dictionary does in the simplest way.
+class Model
+{
+public:
+    void set( int key, int value ) { values_[key] = value; }
+    void delKey( int key ) { values_.erase( key ); }
+    void delValue( int value )
+    {
+        std::erase_if( values_, [value]( const auto &entry ) { return entry.second == value; } );
+    }
+    int at( int key ) const
+    {
+        auto found = values_.find( key );
+        return found == values_.end() ? -1 : found->second;
+    }
+    int64_t length() const { return static_cast<int64_t>( values_.size() ); }
+    int64_t keysLength( int value ) const
+    {
+        return std::count_if( values_.begin(), values_.end(),
+                              [value]( const auto &entry ) { return entry.second == value; } );
+    }
+
+private:
+    std::map<int, int> values_;
+};
+
+struct Pool
+{
+    explicit Pool( int length )
+    {
+        for( int index = 0; index < length; index++ )
+        {
+            keys.push_back( string( "key " + std::to_string( index ) ) );
+            values.push_back( value( std::to_string( index ).c_str() ) );
+        }
+    }
+    std::vector<pb::Ref<pbString>> keys;
+    std::vector<pb::Ref<pbObj>> values;
+};
+
+void expectSame( pbDict *dict, const Model &model, const Pool &pool )
+{
+    ASSERT_EQ( pbDictLength( dict ), model.length() );
+    for( size_t key = 0; key < pool.keys.size(); key++ )
+    {
+        auto found = own( pbDictValue( dict, pool.keys[key] ) );
+        int expected = model.at( static_cast<int>( key ) );
+        ASSERT_EQ( found.get(), expected < 0 ? nullptr : pool.values[static_cast<size_t>( expected )].get() );
+    }
+    for( size_t index = 0; index < pool.values.size(); index++ )
+        ASSERT_EQ( pbDictValueKeysLength( dict, pool.values[index] ), model.keysLength( static_cast<int>( index ) ) );
+}
+
+TEST( Dict, DoesTheSameAsASimpleModelThroughManyRandomChanges )
+{
+    Pool pool( 200 );
+    std::mt19937 random( 7 );
+    auto dict = own( pbDictCreate() );
+    Model model;
+    pb::Ref<pbDict> snapshot;
+    Model snapshotModel;
+    for( int step = 0; step < 20000; step++ )
+    {
+        auto key = static_cast<int>( random() % 200 );
+        auto value = static_cast<int>( random() % 60 );
+        unsigned what = random() % 10;
+        // Phases of growth and of decline.
+        if( what < ( step / 2000 % 2 ? 3u : 7u ) )
+        {
+            pbDictSetValue( dict.inout(), pool.keys[static_cast<size_t>( key )],
+                            pool.values[static_cast<size_t>( value )] );
+            model.set( key, value );
+        }
+        else if( what < 8 )
+        {
+            pbDictDelKey( dict.inout(), pool.keys[static_cast<size_t>( key )] );
+            model.delKey( key );
+        }
+        else
+        {
+            pbDictDelValue( dict.inout(), pool.values[static_cast<size_t>( value )] );
+            model.delValue( value );
+        }
+        if( step % 997 == 0 )
+        {
+            if( snapshot )
+                expectSame( snapshot, snapshotModel, pool );
+            snapshot = dict;
+            snapshotModel = model;
+            expectSame( dict, model, pool );
+        }
+    }
+    expectSame( dict, model, pool );
+}
+
+TEST( Dict, HoldsAHundredThousandEntriesAndGivesThemBack )
+{
+    constexpr int records = 20000;
+    constexpr int keysOfRecord = 8;
+    auto key = []( int record, int index ) { return string( std::to_string( record * keysOfRecord + index ) ); };
+    auto dict = own( pbDictCreate() );
+    std::vector<pb::Ref<pbObj>> values;
+    for( int round = 0; round < 2; round++ )
+    {
+        values.clear();
+        for( int record = 0; record < records; record++ )
+        {
+            values.push_back( value( "record" ) );
+            for( int index = 0; index < keysOfRecord; index++ )
+                pbDictSetValue( dict.inout(), key( record, index ), values.back() );
+        }
+        EXPECT_EQ( pbDictLength( dict ), records * keysOfRecord );
+        auto copy = dict;
+        for( int record = 0; record < records; record++ )
+        {
+            auto found = own( pbDictValue( dict, key( record, record % keysOfRecord ) ) );
+            ASSERT_EQ( found.get(), values[static_cast<size_t>( record )].get() );
+            pbDictDelValue( dict.inout(), found );
+        }
+        EXPECT_EQ( pbDictLength( dict ), 0 );
+        EXPECT_EQ( pbDictValueKeysLength( copy, values[1] ), keysOfRecord );
+    }
+}
+
+TEST( DictDeathTest, RefusesNull )
+{
+    auto dict = own( pbDictCreate() );
+    EXPECT_ABORT( pbDictSetValue( dict.inout(), nullptr, value( "1" ) ), "source/pb/pb_dict", "key" );
+    EXPECT_ABORT( pbDictSetValue( dict.inout(), string( "a" ), nullptr ), "source/pb/pb_dict", "value" );
+    EXPECT_ABORT( pbDictDelValue( dict.inout(), nullptr ), "source/pb/pb_dict", "value" );
+    EXPECT_ABORT( pbDictValue( nullptr, string( "a" ) ), "source/pb/pb_dict", "dict" );
+}
+
+} // namespace
