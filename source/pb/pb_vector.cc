@@ -30,6 +30,9 @@ static void pb___VectorFreeFunc( pbObj *obj )
 namespace
 {
 
+// A vector that grows at all gets room for a few items at once.
+constexpr int64_t leastCapacity = 4;
+
 int64_t sizeFor( int64_t capacity )
 {
     return static_cast<int64_t>( sizeof( pbVector ) ) + capacity * static_cast<int64_t>( sizeof( pbObj * ) );
@@ -48,7 +51,7 @@ pbVector *mutate( pbVector **vec, int64_t capacity )
     pbVector *old = *vec;
     if( pb::shared( old ) )
     {
-        pb::Ref<pbVector> copy = createWithCapacity( std::max( capacity, old->length ) );
+        pb::Ref<pbVector> copy = createWithCapacity( std::max( { capacity, old->length, capacity > 0 ? leastCapacity : 0 } ) );
         for( copy->length = 0; copy->length < old->length; copy->length++ )
         {
             pbObj *item = old->items()[copy->length];
