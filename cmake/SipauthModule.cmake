@@ -32,13 +32,37 @@ function( sipauth_add_module name )
     target_link_libraries( module-${name} PUBLIC sipauth-library-code )
 endfunction()
 
+# sipauth_shared_library( NAME MODULES ... ): what all shared libraries of this tree have in common. NAME exports what
+# the headers of its modules declare under PB_EXPORT, and finds the others beside it wherever they are installed.
+function( sipauth_shared_library name )
+    cmake_parse_arguments( arg "" "" "MODULES" ${ARGN} )
+    set( map ${PROJECT_SOURCE_DIR}/cmake/exports.map )
+    target_link_libraries( ${name} PRIVATE sipauth-library-code )
+    target_include_directories( ${name} INTERFACE $<INSTALL_INTERFACE:${CMAKE_INSTALL_INCLUDEDIR}> )
+    target_link_options( ${name} PRIVATE -Wl,--version-script=${map} )
+    # An instrumented library takes its run-time support from the program that loads it.
+    if( NOT SIPAUTH_SANITIZE AND NOT SIPAUTH_BUILD_FUZZ )
+        target_link_options( ${name} PRIVATE -Wl,--no-undefined )
+    endif()
+    set_target_properties( ${name} PROPERTIES VERSION 4.2 SOVERSION 4 LINK_DEPENDS ${map}
+        INSTALL_RPATH "$ORIGIN" SIPAUTH_MODULES "${arg_MODULES}" )
+endfunction()
+
 # sipauth_add_test( NAME [SOURCES ...] [LIBRARIES ...] ): one GoogleTest program, run by CTest as NAME. Its main program
 # checks after each test that no object is left alive.
 function( sipauth_add_test name )
     cmake_parse_arguments( arg "" "" "SOURCES;LIBRARIES" ${ARGN} )
     add_executable( ${name}_test ${arg_SOURCES} )
     target_link_libraries( ${name}_test PRIVATE ${arg_LIBRARIES} sipauth-test-support sipauth-common )
-    target_compile_definitions( ${name}_test PRIVATE
-        SIPAUTH_TEST_DATA="${PROJECT_SOURCE_DIR}/tests/data" SIPAUTH_SOURCE_DIR="${PROJECT_SOURCE_DIR}" )
+    if( SIPAUTH_PRECOMPILE_TESTS )
+        target_precompile_headers( ${name}_test REUSE_FROM sipauth-test-support )
+    endif()
     add_test( NAME ${name} COMMAND ${name}_test --gtest_brief=1 )
+endfunction()
+
+# sipauth_install_program( TARGET ): installs a program, which finds the libraries of its own installed tree.
+function( sipauth_install_program target )
+    file( RELATIVE_PATH bin_to_lib /prefix/${CMAKE_INSTALL_BINDIR} /prefix/${CMAKE_INSTALL_LIBDIR} )
+    set_target_properties( ${target} PROPERTIES INSTALL_RPATH "$ORIGIN/${bin_to_lib}" )
+    install( TARGETS ${target} RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR} COMPONENT runtime )
 endfunction()

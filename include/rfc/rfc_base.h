@@ -1,5 +1,7 @@
 // The base encodings of RFC 4648. Decoding is strict: only characters of the alphabet, padding exactly as the options
-// say, no spare bits other than zero (RFC 4648 section 3.5), no line breaks unless the options give a line length.
+// say, no spare bits other than zero (RFC 4648 section 3.5), no line breaks unless the options give a line length. The
+// letters of base 16 and base 32 are read in the case of the alphabet only, so that bytes have one text and a text has
+// one meaning (RFC 4648 sections 3.3 and 12).
 #ifndef RFC_RFC_BASE_H
 #define RFC_RFC_BASE_H
 

@@ -18,7 +18,7 @@ typedef int64_t RFC_BASE_ALPHABET;
 #define RFC_BASE_ALPHABET_ALTERNATE 1
 #define RFC_BASE_ALPHABET_OK( alphabet ) ( (uint64_t) ( alphabet ) <= 1 )
 
-/// The sort of base-encoding optionss; static, not counted for the caller.
+/// The sort of base-encoding options; static, not counted for the caller.
 PB_EXPORT pbSort *rfcBaseOptionsSort( void );
 /// Takes one more reference of OBJ and returns OBJ.
 PB_EXPORT rfcBaseOptions *rfcBaseOptionsRetain( rfcBaseOptions *obj );
@@ -26,7 +26,7 @@ PB_EXPORT rfcBaseOptions *rfcBaseOptionsRetain( rfcBaseOptions *obj );
 PB_EXPORT void rfcBaseOptionsRelease( rfcBaseOptions *obj );
 /// OBJ as a generic object; takes no reference, null passes through.
 PB_EXPORT pbObj *rfcBaseOptionsObj( rfcBaseOptions *obj );
-/// OBJ as a base-encoding options; takes no reference, null passes through, an object of another sort aborts.
+/// OBJ as base-encoding options; takes no reference, null passes through, an object of another sort aborts.
 PB_EXPORT rfcBaseOptions *rfcBaseOptionsFrom( pbObj *obj );
 /// A new string: the name of its sort.
 PB_EXPORT pbString *rfcBaseOptionsToString( rfcBaseOptions *obj );
@@ -50,7 +50,7 @@ PB_EXPORT pbBool rfcBaseOptionsPadding( rfcBaseOptions *options );
 /// Sets whether padding is used.
 PB_EXPORT void rfcBaseOptionsSetPadding( rfcBaseOptions **options, pbBool padding );
 /// The characters of a line, after which CR LF is written (but not after the last line); 0 for no line breaks.
-/// A decoder with a line length takes CR LF at these very places only.
+/// A decoder with a line length wants CR LF at these very places and takes it nowhere else.
 PB_EXPORT int64_t rfcBaseOptionsLineLength( rfcBaseOptions *options );
 /// Sets the line length, at least 0.
 PB_EXPORT void rfcBaseOptionsSetLineLength( rfcBaseOptions **options, int64_t lineLength );

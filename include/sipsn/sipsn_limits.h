@@ -9,7 +9,7 @@ PB_BEGIN_DECLS
 /// Limits; a value, changed by copy on write.
 typedef struct sipsnLimits sipsnLimits;
 
-/// The sort of set of limitss; static, not counted for the caller.
+/// The sort of sets of limits; static, not counted for the caller.
 PB_EXPORT pbSort *sipsnLimitsSort( void );
 /// Takes one more reference of OBJ and returns OBJ.
 PB_EXPORT sipsnLimits *sipsnLimitsRetain( sipsnLimits *obj );
@@ -26,20 +26,21 @@ PB_EXPORT int64_t sipsnLimitsCompare( sipsnLimits *objA, sipsnLimits *objB );
 /// 1 when sipsnLimitsCompare gives 0, else 0.
 PB_EXPORT pbBool sipsnLimitsEquals( sipsnLimits *objA, sipsnLimits *objB );
 
-/// New limits at their defaults: 65,536 bytes for a message, 256 header lines, 8,192 bytes for one header line (after
-/// its continuation lines are joined), 65,536 bytes for a body.
+/// Limits at their defaults: 65,536 bytes for a message, 256 header lines, 8,192 bytes for one header line (together
+/// with its continuation lines), 65,536 bytes for a body.
 PB_EXPORT sipsnLimits *sipsnLimitsCreate( void );
 /// A new copy.
 PB_EXPORT sipsnLimits *sipsnLimitsCreateFrom( sipsnLimits *source );
-/// The most bytes of a message.
+/// The most bytes of a message, and of what stands around it in the same buffer. Whatever the limit, a message has at
+/// most 2,147,483,647 bytes.
 PB_EXPORT int64_t sipsnLimitsMessageBytes( sipsnLimits *limits );
 /// Sets the most bytes of a message, at least 1.
 PB_EXPORT void sipsnLimitsSetMessageBytes( sipsnLimits **limits, int64_t bytes );
-/// The most header lines of a message.
+/// The most header lines of a message; a line with its continuation lines counts once.
 PB_EXPORT int64_t sipsnLimitsHeaderLines( sipsnLimits *limits );
 /// Sets the most header lines of a message, at least 1.
 PB_EXPORT void sipsnLimitsSetHeaderLines( sipsnLimits **limits, int64_t lines );
-/// The most bytes of one header line.
+/// The most bytes of one header line with its continuation lines, but for the last line end.
 PB_EXPORT int64_t sipsnLimitsHeaderLineBytes( sipsnLimits *limits );
 /// Sets the most bytes of one header line, at least 1.
 PB_EXPORT void sipsnLimitsSetHeaderLineBytes( sipsnLimits **limits, int64_t bytes );

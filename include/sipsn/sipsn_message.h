@@ -38,10 +38,11 @@ PB_EXPORT const pbModule *sipsnModule( void );
 
 /// The message that a buffer holds, or null. It accepts what real peers send: compact header names, folded lines, line
 /// ends of LF alone, no Content-Length (the body then runs to the end), empty lines before the start line, unknown
-/// methods and headers. It refuses what RFC 3261 forbids and what exceeds the limits. LIMITS may be null for the
-/// defaults. With REASON not null, *REASON is set to a new string that says what is wrong and at which byte, or to null
-/// on success; an earlier reference in it is released. Bytes after a body of Content-Length are dropped (RFC 3261
-/// section 18.3).
+/// methods and headers. It refuses what RFC 3261 forbids and what exceeds the limits. Of control characters in the
+/// header part it refuses NUL and a CR without LF; others stay in the values. LIMITS may be null for the defaults. With
+/// REASON not null, *REASON is set to a new string that says what is wrong and at which byte of the buffer, counted
+/// from 0 ("header line without a colon, at byte 57"), or to null on success; an earlier reference in it is released.
+/// Bytes after a body of Content-Length are dropped (RFC 3261 section 18.3).
 PB_EXPORT sipsnMessage *sipsnMessageTryDecode( pbBuffer *buffer, sipsnLimits *limits, pbString **reason );
 /// A new request without headers and body. The method must be a token, the IRI not empty and free of white space and
 /// controls.
@@ -51,7 +52,8 @@ PB_EXPORT sipsnMessage *sipsnMessageCreateRequest( pbString *method, pbString *i
 PB_EXPORT sipsnMessage *sipsnMessageCreateResponse( int64_t statusCode, pbString *reasonPhrase );
 /// A new copy that shares everything.
 PB_EXPORT sipsnMessage *sipsnMessageCreateFrom( sipsnMessage *source );
-/// The message's bytes: for an unchanged one the buffer that it was decoded from, otherwise a new one.
+/// The message's bytes: for an unchanged one the buffer that it was decoded from (or, where bytes after the body were
+/// dropped, a slice of it), otherwise one of its own. Nothing is copied.
 PB_EXPORT pbBuffer *sipsnMessageEncode( sipsnMessage *message );
 
 /// 1 for a request, else 0.
@@ -67,12 +69,12 @@ PB_EXPORT int64_t sipsnMessageResponseStatusCode( sipsnMessage *message );
 /// A response's reason phrase, which may be empty. The message must be a response.
 PB_EXPORT pbString *sipsnMessageResponseReasonPhrase( sipsnMessage *message );
 
-/// The number of header lines, each counted.
-PB_EXPORT int64_t sipsnMessageHeaderLinesLength( sipsnMessage *message );
+/// The number of header lines; a line with its continuation lines counts once.
+PB_EXPORT int64_t sipsnMessageLinesLength( sipsnMessage *message );
 /// The name of the header line at INDEX in message order, as it stands in the message.
-PB_EXPORT pbString *sipsnMessageHeaderLineNameAt( sipsnMessage *message, int64_t index );
+PB_EXPORT pbString *sipsnMessageLineNameAt( sipsnMessage *message, int64_t index );
 /// The value of the header line at INDEX in message order, unfolded, without white space around it.
-PB_EXPORT pbString *sipsnMessageHeaderLineValueAt( sipsnMessage *message, int64_t index );
+PB_EXPORT pbString *sipsnMessageLineValueAt( sipsnMessage *message, int64_t index );
 /// The header of a name with all its lines in order; null when the message has none. NAME is its long form in any
 /// letter case; lines under the compact form count.
 PB_EXPORT sipsnMessageHeader *sipsnMessageHeaderByName( sipsnMessage *message, pbString *name );
@@ -80,7 +82,8 @@ PB_EXPORT sipsnMessageHeader *sipsnMessageHeaderByName( sipsnMessage *message, p
 PB_EXPORT sipsnMessageHeader *sipsnMessageHeaderCstr( sipsnMessage *message, const char *name, int64_t length );
 /// Puts a header into the message: its lines take the place of the first line of that name, all others of that name
 /// go; without one they come after the last header. A header without lines is kept as a fact of the message (it is
-/// found again, with no lines), and contributes nothing to the encoded form.
+/// found again, with no lines), and contributes nothing to the encoded form. A Content-Length set in this way is the
+/// caller's own: it is not compared with the body.
 PB_EXPORT void sipsnMessageSetHeader( sipsnMessage **message, sipsnMessageHeader *header );
 /// Removes every line of a name; nothing when there is none. A length of -1 means up to the NUL.
 PB_EXPORT void sipsnMessageDelHeaderCstr( sipsnMessage **message, const char *name, int64_t length );

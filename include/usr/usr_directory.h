@@ -9,7 +9,7 @@ PB_BEGIN_DECLS
 /// A user directory.
 typedef struct usrDirectory usrDirectory;
 
-/// The sort of user directorys; static, not counted for the caller.
+/// The sort of user directories; static, not counted for the caller.
 PB_EXPORT pbSort *usrDirectorySort( void );
 /// Takes one more reference of OBJ and returns OBJ.
 PB_EXPORT usrDirectory *usrDirectoryRetain( usrDirectory *obj );
@@ -17,7 +17,7 @@ PB_EXPORT usrDirectory *usrDirectoryRetain( usrDirectory *obj );
 PB_EXPORT void usrDirectoryRelease( usrDirectory *obj );
 /// OBJ as a generic object; takes no reference, null passes through.
 PB_EXPORT pbObj *usrDirectoryObj( usrDirectory *obj );
-/// OBJ as an user directory; takes no reference, null passes through, an object of another sort aborts.
+/// OBJ as a user directory; takes no reference, null passes through, an object of another sort aborts.
 PB_EXPORT usrDirectory *usrDirectoryFrom( pbObj *obj );
 /// A new string: the name of its sort.
 PB_EXPORT pbString *usrDirectoryToString( usrDirectory *obj );

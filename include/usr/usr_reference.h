@@ -19,7 +19,7 @@ PB_EXPORT usrReference *usrReferenceRetain( usrReference *obj );
 PB_EXPORT void usrReferenceRelease( usrReference *obj );
 /// OBJ as a generic object; takes no reference, null passes through.
 PB_EXPORT pbObj *usrReferenceObj( usrReference *obj );
-/// OBJ as an user reference; takes no reference, null passes through, an object of another sort aborts.
+/// OBJ as a user reference; takes no reference, null passes through, an object of another sort aborts.
 PB_EXPORT usrReference *usrReferenceFrom( pbObj *obj );
 /// A new string: the name of its sort.
 PB_EXPORT pbString *usrReferenceToString( usrReference *obj );

@@ -1,4 +1,5 @@
 // Objects: creation, counting, order, text, and the count of live objects for each sort.
+#include "pb/pb_block_private.h"
 #include "pb/pb_object.h"
 
 #include <pb/pb_string.h>
@@ -102,8 +103,7 @@ pbObj *pb___ObjCreate( int64_t size, pbSort *sort )
 {
     PB_ASSERT( size >= static_cast<int64_t>( sizeof( pbObj ) ) );
     PB_ASSERT( sort );
-    auto *obj = static_cast<pbObj *>( std::malloc( static_cast<size_t>( size ) ) );
-    PB_ASSERT( obj );
+    auto *obj = static_cast<pbObj *>( pb::allocateBlock( size ) );
     std::memset( static_cast<void *>( obj ), 0, static_cast<size_t>( size ) );
     obj->object.sort = sort;
     obj->object.references.store( 1, std::memory_order_relaxed );
@@ -117,7 +117,7 @@ void pb___ObjFree( pbObj *obj )
     if( sort->freeFunc )
         sort->freeFunc( obj );
     countLive( sort, -1 );
-    std::free( obj );
+    pb::freeBlock( obj );
 }
 
 pbObj *pb___ObjResize( pbObj *obj, int64_t size )

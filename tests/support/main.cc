@@ -3,8 +3,13 @@
 
 #include <gtest/gtest.h>
 
+#include <csignal>
 #include <map>
 #include <string>
+
+#ifdef SIPAUTH_COVERAGE
+extern "C" void __gcov_dump();
+#endif
 
 namespace
 {
@@ -30,10 +35,19 @@ class LiveObjectCheck : public testing::EmptyTestEventListener
     std::map<std::string, int64_t> before_;
 };
 
+// What a test that expects an abort has run counts as covered, too: a measured process writes its counts as it aborts.
+void countAborts()
+{
+#ifdef SIPAUTH_COVERAGE
+    std::signal( SIGABRT, []( int ) { __gcov_dump(); } );
+#endif
+}
+
 } // namespace
 
 int main( int argc, char **argv )
 {
+    countAborts();
     testing::InitGoogleTest( &argc, argv );
     testing::UnitTest::GetInstance()->listeners().Append( new LiveObjectCheck );
     return RUN_ALL_TESTS();

@@ -1,0 +1,49 @@
+// sipauth: parses, answers, checks and makes SIP authentication headers, and shows options.
+#include "commands.h"
+
+#include <sipauth/sipauth_module.h>
+
+#include <pb/pb_module.h>
+
+#include <cstdlib>
+
+static int run( int argc, char **argv )
+{
+    CLI::App app( "SIP authentication (HTTP Digest and Basic): parse, answer, check and make its headers.\n"
+                  "Exit status: 0 yes, 1 no, 2 wrong usage or unreadable input.",
+                  "sipauth" );
+    app.require_subcommand( 1 );
+    app.set_version_flag( "--version", std::string( "sipauth " ) + pbModuleVersionText( sipauthModule() ) );
+    tool::Exit result = tool::exitUsage;
+    tool::addParse( app, result );
+    tool::addAnswer( app, result );
+    tool::addCheck( app, result );
+    tool::addChallenge( app, result );
+    tool::addOptions( app, result );
+    try
+    {
+        app.parse( argc, argv );
+        return result;
+    }
+    catch( const CLI::ParseError &error )
+    {
+        return app.exit( error ) == 0 ? tool::exitYes : tool::exitUsage;
+    }
+    catch( const tool::UsageError &error )
+    {
+        tool::note( std::string( "sipauth: " ) + error.what() );
+        return tool::exitUsage;
+    }
+}
+
+int main( int argc, char **argv )
+{
+    if( !pbModuleStart( sipauthModule() ) )
+    {
+        tool::note( "sipauth: the library does not start" );
+        return EXIT_FAILURE;
+    }
+    int result = run( argc, argv );
+    pbModuleStop( sipauthModule() );
+    return result;
+}

@@ -1,0 +1,93 @@
+// sipauth options: the effective options of a file, and what is wrong in it.
+#include "commands.h"
+#include "options_file.h"
+
+#include <sipauth/sipauth_defaults.h>
+
+#include <memory>
+
+namespace tool
+{
+
+namespace
+{
+
+struct Arguments
+{
+    std::string file;
+    bool json = false;
+};
+
+OptionsFile read( const std::string &path )
+{
+    if( path.empty() )
+        return { pb::own( sipauthOptionsCreate() ), {} };
+    return readOptionsFile( path );
+}
+
+Json toJson( pbStore *store )
+{
+    Json object = Json::object();
+    for( int64_t index = 0; index < pbStoreLength( store ); index++ )
+    {
+        auto key = pb::own( pbStoreKeyAt( store, index ) );
+        int64_t integer = 0;
+        pbBool boolean = 0;
+        Json &value = object[pb::text( key )];
+        if( auto nested = pb::own( pbStoreStore( store, key ) ) )
+            value = toJson( nested );
+        else if( pbStoreValueInt( store, key, &integer ) )
+            value = integer;
+        else if( pbStoreValueBool( store, key, &boolean ) )
+            value = boolean != 0;
+        else
+            value = pb::textOf( pbStoreValue( store, key ) );
+    }
+    return object;
+}
+
+// Prints a store form of the options; the answer is yes when nothing is wrong in the file.
+Exit show( const Arguments &arguments, bool full )
+{
+    OptionsFile file = read( arguments.file );
+    auto store = pb::own( sipauthOptionsStore( file.options, full ) );
+    auto explicitStore = pb::own( sipauthOptionsStore( file.options, 0 ) );
+    std::string preset = pb::textOf( sipauthDefaultsToString( sipauthOptionsDefaults( file.options ) ) );
+    auto origin = [&]( const std::string &key ) -> std::string
+    {
+        if( !full || key == "defaults" || key.find( '.' ) != std::string::npos )
+            return "";
+        bool set = pbStoreValueTypeCstr( explicitStore, key.c_str(), -1 ) != PB_STORE_TYPE_INVALID;
+        return set ? "explicit" : "default of " + preset;
+    };
+    for( const Finding &finding : file.findings )
+        note( describe( finding ) );
+    if( arguments.json )
+        printJson( { { "options", toJson( store ) },
+                     { "explicit", toJson( explicitStore ) },
+                     { "findings", tool::toJson( file.findings ) } } );
+    else
+        print( writeToml( store, origin ) );
+    return file.findings.empty() ? exitYes : exitNo;
+}
+
+void addShow( CLI::App &options, const char *name, const char *description, bool full, Exit &result )
+{
+    auto arguments = std::make_shared<Arguments>();
+    CLI::App *command = options.add_subcommand( name, description );
+    command->add_option( "FILE", arguments->file, "A TOML file, \"-\" for standard input; without one, the defaults" );
+    addJson( *command, arguments->json );
+    command->callback( [arguments, full, &result] { result = show( *arguments, full ); } );
+}
+
+} // namespace
+
+void addOptions( CLI::App &app, Exit &result )
+{
+    CLI::App *options = app.add_subcommand( "options", "Show the options of a file and what is wrong in it" );
+    options->require_subcommand( 1 );
+    addShow( *options, "show", "Print every option, with a word on whether it is explicit or a default", true, result );
+    addShow( *options, "normalize", "Print just what differs from the defaults", false, result );
+}
+
+} // namespace tool

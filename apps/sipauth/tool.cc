@@ -1,0 +1,162 @@
+// What the commands of the tool share.
+#include "tool.h"
+
+#include <fmt/format.h>
+#include <termios.h>
+#include <unistd.h>
+
+#include <cstdio>
+#include <cstdlib>
+#include <fstream>
+#include <iostream>
+#include <sstream>
+
+namespace tool
+{
+
+std::string describe( const Finding &finding )
+{
+    if( finding.column > 0 )
+        return fmt::format( "{}:{}:{}: error: {}", finding.file, finding.line, finding.column, finding.what );
+    return fmt::format( "{}:{}: error: {}", finding.file, finding.line, finding.what );
+}
+
+Json toJson( const std::vector<Finding> &findings )
+{
+    Json list = Json::array();
+    for( const Finding &finding : findings )
+        list.push_back( { { "file", finding.file },
+                          { "line", finding.line },
+                          { "column", finding.column },
+                          { "error", finding.what } } );
+    return list;
+}
+
+std::string readInput( const std::string &path )
+{
+    std::ostringstream bytes;
+    if( path == "-" )
+        bytes << std::cin.rdbuf();
+    else
+    {
+        std::ifstream file( path, std::ios::binary );
+        if( !file )
+            throw UsageError( fmt::format( "{}: cannot be read", path ) );
+        bytes << file.rdbuf();
+    }
+    return bytes.str();
+}
+
+std::string withLineEnds( const std::string &text )
+{
+    if( text.find( "\r\n" ) != std::string::npos )
+        return text;
+    std::string result;
+    for( char c : text )
+    {
+        if( c == '\n' )
+            result += '\r';
+        result += c;
+    }
+    bool complete = result.find( "\r\n\r\n" ) != std::string::npos;
+    if( !complete && !result.empty() )
+        result += result.ends_with( "\r\n" ) ? "\r\n" : "\r\n\r\n";
+    return result;
+}
+
+pb::Ref<sipsnMessage> readMessage( const std::string &path )
+{
+    std::string bytes = withLineEnds( readInput( path ) );
+    pb::Ref<pbString> reason;
+    auto message = pb::own( sipsnMessageTryDecode( pb::buffer( bytes ), nullptr, reason.inout() ) );
+    if( !message )
+        throw UsageError( fmt::format( "{}: not a SIP message: {}", path, pb::text( reason ) ) );
+    return message;
+}
+
+void PasswordSource::addTo( CLI::App &command )
+{
+    auto *environment =
+        command.add_option( "--password-env", environment_, "Take the password from this environment variable" );
+    command.add_option( "--password-file", file_, "Take the password from the first line of this file" )
+        ->excludes( environment );
+}
+
+namespace
+{
+
+// Switches the terminal's echo off for its lifetime.
+class SilentTerminal
+{
+public:
+    SilentTerminal()
+    {
+        tcgetattr( STDIN_FILENO, &before_ );
+        termios silent = before_;
+        silent.c_lflag &= ~static_cast<tcflag_t>( ECHO );
+        tcsetattr( STDIN_FILENO, TCSAFLUSH, &silent );
+    }
+    ~SilentTerminal() { tcsetattr( STDIN_FILENO, TCSAFLUSH, &before_ ); }
+    SilentTerminal( const SilentTerminal & ) = delete;
+    SilentTerminal &operator=( const SilentTerminal & ) = delete;
+
+private:
+    termios before_{};
+};
+
+std::string prompt( const std::string &user )
+{
+    if( !isatty( STDIN_FILENO ) )
+        throw UsageError( "no terminal to ask for the password: use --password-env or --password-file" );
+    std::cerr << "Password of " << user << ": " << std::flush;
+    std::string password;
+    SilentTerminal silent;
+    bool read = static_cast<bool>( std::getline( std::cin, password ) );
+    std::cerr << std::endl;
+    if( !read )
+        throw UsageError( "no password given" );
+    return password;
+}
+
+std::string firstLine( const std::string &path )
+{
+    std::string text = readInput( path );
+    return text.substr( 0, text.find_first_of( "\r\n" ) );
+}
+
+} // namespace
+
+pb::Ref<pbString> PasswordSource::read( const std::string &user ) const
+{
+    if( !environment_.empty() )
+    {
+        const char *value = std::getenv( environment_.c_str() );
+        if( !value )
+            throw UsageError( fmt::format( "the environment variable {} is not set", environment_ ) );
+        return pb::string( value );
+    }
+    return pb::string( file_.empty() ? prompt( user ) : firstLine( file_ ) );
+}
+
+void addJson( CLI::App &command, bool &json )
+{
+    command.add_flag( "--json", json, "Print the result as one JSON object" );
+}
+
+void print( const std::string &text )
+{
+    std::cout << text;
+}
+
+void printJson( const Json &json )
+{
+    // What is not UTF-8 in a received message is shown with replacement characters.
+    std::cout << json.dump( 2, ' ', false, Json::error_handler_t::replace ) << "\n";
+}
+
+void note( const std::string &text )
+{
+    std::cerr << text << "\n";
+}
+
+} // namespace tool
