@@ -10,7 +10,7 @@ PB_BEGIN_DECLS
 /// A dictionary.
 typedef struct pbDict pbDict;
 
-/// The sort of dictionarys; static, not counted for the caller.
+/// The sort of dictionaries; static, not counted for the caller.
 PB_EXPORT pbSort *pbDictSort( void );
 /// Takes one more reference of OBJ and returns OBJ.
 PB_EXPORT pbDict *pbDictRetain( pbDict *obj );
