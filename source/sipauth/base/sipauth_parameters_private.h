@@ -33,8 +33,8 @@ struct Format
 
 private:
     constexpr explicit Format( std::string_view text )
-        : head( text.substr( 0, text.find( '%' ) ) ), name( text.substr( 0, text.find( '=' ) ) ),
-          quoted( text.substr( head.size() ).starts_with( "%~" ) )
+        : head( text.substr( 0, text.find( '%' ) ) ), tail( text.substr( text.size() ) ),
+          name( text.substr( 0, text.find( '=' ) ) ), quoted( text.substr( head.size() ).starts_with( "%~" ) )
     {
         // A directive ends at its letter.
         if( size_t letter = text.find_first_of( "si", head.size() ); letter < text.size() )
@@ -157,9 +157,9 @@ enum class ListFault
     comma    ///< no comma after the value
 };
 
-/// Reads parameters up to the end of the text and gives each to take( name, value, offset ), which says whether it takes
-/// it; OFFSET is where the value begins, quotes included. White space may stand around everything, a comma at the end,
-/// but not two commas in a row. On a fault the reader stands where it was found.
+/// Reads parameters up to the end of the text and gives each to take( name, value, offset ), which says whether it
+/// takes it; OFFSET is where the value begins, quotes included. White space may stand around everything, a comma at the
+/// end, but not two commas in a row. On a fault the reader stands where it was found.
 template<class Ch, class Take>
 ListFault eachParameter( Reader<Ch> *reader, Take take )
 {
