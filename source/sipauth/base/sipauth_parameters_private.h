@@ -33,8 +33,8 @@ struct Format
 
 private:
     constexpr explicit Format( std::string_view text )
-        : head( text.substr( 0, text.find( '%' ) ) ), name( text.substr( 0, text.find( '=' ) ) ),
-          quoted( text.substr( head.size() ).starts_with( "%~" ) )
+        : head( text.substr( 0, text.find( '%' ) ) ), tail( text.substr( text.size() ) ),
+          name( text.substr( 0, text.find( '=' ) ) ), quoted( text.substr( head.size() ).starts_with( "%~" ) )
     {
         // A directive ends at its letter.
         if( size_t letter = text.find_first_of( "si", head.size() ); letter < text.size() )

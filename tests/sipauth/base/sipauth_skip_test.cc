@@ -5,13 +5,15 @@
 
 #include <gtest/gtest.h>
 
-#include <functional>
 #include <random>
 #include <string>
+#include <string_view>
+#include <vector>
 
 namespace
 {
 
+using namespace std::literals;
 using Scanner = int64_t ( * )( const pbChar *, int64_t );
 
 std::vector<pbChar> chars( std::u32string_view text )
@@ -198,7 +200,7 @@ TEST( Skip, SaysTheSameOverBytesAndCodePoints )
 {
     using namespace sipauth;
     std::mt19937 random( 1 );
-    const std::string alphabet( "aaaaaaaabcF09:=+ \t\r\n\"\\\x7f\x1f\x01!~,\0", 32 );
+    const std::string_view alphabet = "aaaaaaaabcF09:=+ \t\r\n\"\\\x7f\x1f\x01!~,\0"sv;
     std::uniform_int_distribution<size_t> pick( 0, alphabet.size() - 1 );
     for( int round = 0; round < 20000; round++ )
     {
