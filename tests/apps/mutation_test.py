@@ -5,7 +5,7 @@ import random
 import tool_case
 from tool_case import DATA, ToolCase
 
-RUNS = 100
+RUNS = 200
 SEED = 20260101
 # What is worth finding in a message at a wrong place.
 PIECES = (b"\r\n", b"\n", b"\r", b"\0", b'"', b"\\", b",", b"=", b" ", b"\t", b":", b";", b"\xff", b"\xc3", b"\xf4\x90",
