@@ -17,6 +17,7 @@
 #include <sipauth/sipauth_value.h>
 #include <sipsn/sipsn_status_code.h>
 
+#include <algorithm>
 #include <memory>
 
 namespace tool
@@ -134,9 +135,11 @@ void noteRanks( std::vector<Offer> &offers, sipauthChallenge *ranked )
     for( int64_t index = 0; index < sipauthChallengeAuthenticatesLength( ranked ); index++ )
     {
         auto authenticate = pb::own( sipauthChallengeAuthenticateAt( ranked, index ) );
-        for( Offer &offer : offers )
-            if( comesFrom( authenticate, offer ) )
-                offer.rank = index + 1;
+        auto offer = std::find_if( offers.begin(), offers.end(),
+                                   [&]( const Offer &candidate )
+                                   { return candidate.rank == 0 && comesFrom( authenticate, candidate ); } );
+        if( offer != offers.end() )
+            offer->rank = index + 1;
     }
 }
 
@@ -157,6 +160,8 @@ pb::Ref<sipauthAuthorization> authorize( sipsnMessage *request, sipauthAuthentic
     auto password = arguments.password.read( arguments.user );
     if( sipauthAuthenticateScheme( authenticate ) == SIPAUTH_SCHEME_BASIC )
         return basicAuthorization( user, password );
+    if( !sipauthValueDigestUserNameOk( user ) )
+        throw UsageError( "the user name has characters that Digest cannot carry" );
     auto state = pb::own( sipauthDigestStateTryCreateFromAuthenticate( options, authenticate ) );
     if( !state )
         return nullptr;
@@ -170,6 +175,8 @@ std::string decision( const Offer &offer )
 {
     if( !offer.dropped.empty() )
         return "dropped: " + offer.dropped;
+    if( offer.rank == 0 )
+        return "not looked at: too many challenges stand before it";
     if( offer.rank == 1 )
         return "taken";
     return fmt::format( "ranked {}: a stronger algorithm, a better qop or an earlier line comes first", offer.rank );
@@ -214,7 +221,9 @@ Exit answer( const Arguments &arguments )
     auto best = pb::own( sipauthChallengeAuthenticateAt( ranked, 0 ) );
     auto authorization = authorize( request, best, options, arguments );
     if( !authorization )
-        throw UsageError( "the hash function of the best challenge is not available on this machine" );
+        throw UsageError(
+            "the best challenge cannot be answered: the Request-URI is none that Digest can carry, or its "
+            "hash function is not available on this machine" );
     sipauth___AuthorizationEncodeToMessage( options, authorization, request.inout(), status == 407 );
     report( offers, pb::bytes( pb::own( sipsnMessageEncode( request ) ) ), arguments.json );
     return exitYes;

@@ -88,13 +88,13 @@ void tryRealmAndIri( Search &search, const Surroundings &around )
 {
     const DigestInput &in = search.input_;
     if( !around.challengeRealm.empty() && around.challengeRealm != in.realm )
-        search.attempt( "realm",
+        search.attempt( "realm-differs",
                         fmt::format( "the realm differs: the response was computed with the challenge's realm \"{}\", "
                                      "the header says \"{}\"",
                                      around.challengeRealm, in.realm ),
                         [&]( DigestInput &v ) { v.realm = around.challengeRealm; } );
     if( around.requestIri != in.iri )
-        search.attempt( "uri",
+        search.attempt( "uri-differs",
                         fmt::format( "the uri differs: the response was computed over the Request-URI \"{}\", the "
                                      "header's uri is \"{}\"",
                                      around.requestIri, in.iri ),
@@ -117,7 +117,7 @@ void tryBody( Search &search )
         return;
     auto body = [&]( const char *what, const std::string &text )
     {
-        search.attempt( "body",
+        search.attempt( "body-changed",
                         fmt::format( "the body was changed under auth-int: the response was computed over {}", what ),
                         [&]( DigestInput &v ) { v.body = text; } );
     };
@@ -137,23 +137,21 @@ void tryNonceCount( Search &search, const std::string &written )
     const DigestInput &in = search.input_;
     if( in.qop == SIPAUTH_DIGEST_QOP_NONE )
         return;
-    auto count = [&]( const std::string &text )
+    auto count = [&]( const char *kind, const std::string &text )
     {
-        search.attempt(
-            "nonce-count",
-            fmt::format( "the nonce count was hashed as \"{}\": nc must be eight hexadecimal digits, padded "
-                         "with zeros, and enter the hash as it stands in the header",
-                         text ),
-            [&]( DigestInput &v ) { v.nonceCount = text; } );
+        search.attempt( kind,
+                        fmt::format( "the nonce count was hashed as \"{}\": it must enter the hash as eight lower-case "
+                                     "hexadecimal digits, padded with zeros",
+                                     text ),
+                        [&]( DigestInput &v ) { v.nonceCount = text; } );
     };
     uint64_t value = std::strtoull( in.nonceCount.c_str(), nullptr, 16 );
-    count( written );
-    count( fmt::format( "{:08x}", value ) );
-    count( fmt::format( "{:x}", value ) );
-    count( fmt::format( "{:08X}", value ) );
-    count( fmt::format( "{:08}", value ) );
-    count( fmt::format( "{}", value ) );
-    count( "" );
+    count( "nc-upper-case", fmt::format( "{:08X}", value ) );
+    count( "nc-unpadded", fmt::format( "{:x}", value ) );
+    count( "nc-unpadded", written );
+    count( "nc-decimal", fmt::format( "{:08}", value ) );
+    count( "nc-decimal", fmt::format( "{}", value ) );
+    count( "nc-not-hashed", "" );
 }
 
 void tryAlgorithms( Search &search )
@@ -162,7 +160,7 @@ void tryAlgorithms( Search &search )
     {
         if( algorithm == search.input_.algorithm )
             continue;
-        search.attempt( "algorithm",
+        search.attempt( "other-algorithm",
                         fmt::format( "the response was computed with the algorithm {}, the header says {}",
                                      pb::textOf( sipauth___DigestAlgorithmEncode( algorithm ) ),
                                      pb::textOf( sipauth___DigestAlgorithmEncode( search.input_.algorithm ) ) ),
@@ -184,10 +182,10 @@ void tryQops( Search &search )
 {
     const DigestInput &in = search.input_;
     if( in.qop != SIPAUTH_DIGEST_QOP_NONE )
-        search.attempt( "qop", "the header has a qop, but the response was computed in the old form without one",
+        search.attempt( "other-qop", "the header has a qop, but the response was computed in the old form without one",
                         []( DigestInput &v ) { v.qop = SIPAUTH_DIGEST_QOP_NONE; } );
     else if( !in.cnonce.empty() )
-        search.attempt( "qop", "the header has no qop, but the response was computed with qop auth",
+        search.attempt( "other-qop", "the header has no qop, but the response was computed with qop auth",
                         []( DigestInput &v ) { v.qop = SIPAUTH_DIGEST_QOP_AUTH; } );
 }
 
@@ -197,7 +195,7 @@ void tryMethods( Search &search )
                                         "INFO",     "PRACK",  "SUBSCRIBE", "NOTIFY", "REFER", "UPDATE",  "PUBLISH" };
     for( const char *method : methods )
         if( method != search.input_.method )
-            search.attempt( "method",
+            search.attempt( "other-method",
                             fmt::format( "the response was computed for the method {}, this request is {}", method,
                                          search.input_.method ),
                             [&]( DigestInput &v ) { v.method = method; } );
@@ -208,7 +206,7 @@ void tryUserNames( Search &search, const std::string &inHeader )
     const std::string &user = search.input_.userName;
     auto name = [&]( const std::string &text )
     {
-        search.attempt( "user-name",
+        search.attempt( "other-user-name",
                         fmt::format( "the response was computed with the user name \"{}\", not \"{}\"", text, user ),
                         [&]( DigestInput &v ) { v.userName = text; } );
     };
@@ -236,8 +234,8 @@ Diagnosis diagnose( const DigestInput &input, const std::string &received, const
     tryUserNames( search, around.headerUserName );
     if( !search.found_ )
         search.found_ = Cause{ "wrong-password",
-                               fmt::format( "wrong password for user \"{}\": everything else in the header agrees, and "
-                                            "none of {} other ways to compute the response gives the received one",
+                               fmt::format( "wrong password for user \"{}\": none of {} other ways to compute the "
+                                            "response gives the received one",
                                             input.userName, search.tested_ ) };
     return { *search.found_, search.tested_ };
 }

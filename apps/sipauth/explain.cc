@@ -87,7 +87,7 @@ Explanation explainDigest( Reader<Ch> *reader, ValueKind kind, const std::string
         auto quotable = pb::own( sipauth___QuotableStringEncode( value.toString() ) );
         if( decodes( fmt::format( "{} {}={}", scheme, nameText, pb::text( quotable ) ), kind ) )
             return true;
-        refused = { at, refusal( nameText, sliceText( value ) ) };
+        refused = { at, refusal( nameText, sliceText( value ) ), nameText };
         return false;
     };
     ListFault fault = sipauth::eachParameter( reader, take );
@@ -145,11 +145,26 @@ Explanation explain( pbString *value, ValueKind kind )
 {
     if( decodes( pb::text( value ), kind ) )
         return {};
+    Explanation explanation = sipauth::scanString( value,
+                                                   [&]( auto *chs, int64_t length )
+                                                   {
+                                                       Reader reader( value, chs, length );
+                                                       return explainValue( &reader, kind );
+                                                   } );
+    // What the library refuses is never called right, also when no part of it can be blamed.
+    if( explanation.reason.empty() )
+        explanation.reason = "this cannot be decoded";
+    return explanation;
+}
+
+std::string schemeOf( pbString *value )
+{
     return sipauth::scanString( value,
                                 [&]( auto *chs, int64_t length )
                                 {
                                     Reader reader( value, chs, length );
-                                    return explainValue( &reader, kind );
+                                    reader.takeLws();
+                                    return lower( sliceText( reader.takeToken() ) );
                                 } );
 }
 

@@ -19,6 +19,7 @@ struct Explanation
 {
     int64_t at = 0;     ///< the offset of the character, from 0
     std::string reason; ///< empty when nothing is wrong
+    std::string name{}; ///< the parameter whose value is refused, in lower case; empty for any other fault
 };
 
 /// A parameter as it stands in a value.
@@ -32,10 +33,13 @@ struct Parameter
 /// Looks at the value part by part, as the library's decoder does, and tells the first thing that it refuses.
 Explanation explain( pbString *value, ValueKind kind );
 
+/// The scheme of a value in lower case.
+std::string schemeOf( pbString *value );
+
 /// The parameters of a value, as far as they can be read.
 std::vector<Parameter> parametersOf( pbString *value );
 
-/// The value of the last parameter of that name, in any letter case; DEFAULT when there is none.
+/// The value of the last parameter of that name, in any letter case; OTHERWISE when there is none.
 std::string parameterOr( pbString *value, const std::string &name, const std::string &otherwise );
 
 } // namespace tool

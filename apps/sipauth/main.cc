@@ -5,7 +5,7 @@
 
 #include <pb/pb_module.h>
 
-#include <cstdlib>
+#include <iostream>
 
 static int run( int argc, char **argv )
 {
@@ -23,13 +23,16 @@ static int run( int argc, char **argv )
     try
     {
         app.parse( argc, argv );
+        if( !std::cout.flush() )
+            throw tool::UsageError( "the result cannot be written" );
         return result;
     }
     catch( const CLI::ParseError &error )
     {
         return app.exit( error ) == 0 ? tool::exitYes : tool::exitUsage;
     }
-    catch( const tool::UsageError &error )
+    // Mistakes of the caller, and what a library of the tool refuses.
+    catch( const std::exception &error )
     {
         tool::note( std::string( "sipauth: " ) + error.what() );
         return tool::exitUsage;
@@ -41,7 +44,7 @@ int main( int argc, char **argv )
     if( !pbModuleStart( sipauthModule() ) )
     {
         tool::note( "sipauth: the library does not start" );
-        return EXIT_FAILURE;
+        return tool::exitUsage;
     }
     int result = run( argc, argv );
     pbModuleStop( sipauthModule() );

@@ -5,11 +5,11 @@
 #include <termios.h>
 #include <unistd.h>
 
-#include <cstdio>
+#include <algorithm>
+#include <csignal>
 #include <cstdlib>
 #include <fstream>
 #include <iostream>
-#include <sstream>
 
 namespace tool
 {
@@ -32,36 +32,50 @@ Json toJson( const std::vector<Finding> &findings )
     return list;
 }
 
+namespace
+{
+
+std::string readStream( std::istream &stream, const std::string &path )
+{
+    std::string bytes;
+    char part[65536];
+    while( stream.read( part, sizeof part ) || stream.gcount() > 0 )
+        bytes.append( part, static_cast<size_t>( stream.gcount() ) );
+    // A directory can be opened and not be read.
+    if( stream.bad() )
+        throw UsageError( fmt::format( "{}: cannot be read", path ) );
+    return bytes;
+}
+
+} // namespace
+
 std::string readInput( const std::string &path )
 {
-    std::ostringstream bytes;
     if( path == "-" )
-        bytes << std::cin.rdbuf();
-    else
-    {
-        std::ifstream file( path, std::ios::binary );
-        if( !file )
-            throw UsageError( fmt::format( "{}: cannot be read", path ) );
-        bytes << file.rdbuf();
-    }
-    return bytes.str();
+        return readStream( std::cin, "standard input" );
+    std::ifstream file( path, std::ios::binary );
+    if( !file )
+        throw UsageError( fmt::format( "{}: cannot be read", path ) );
+    return readStream( file, path );
 }
 
 std::string withLineEnds( const std::string &text )
 {
-    if( text.find( "\r\n" ) != std::string::npos )
-        return text;
-    std::string result;
-    for( char c : text )
+    std::string head;
+    size_t at = 0;
+    while( at < text.size() )
     {
-        if( c == '\n' )
-            result += '\r';
-        result += c;
+        size_t end = std::min( text.size(), text.find( '\n', at ) );
+        std::string line = text.substr( at, end - at );
+        at = std::min( text.size(), end + 1 );
+        if( line.ends_with( '\r' ) )
+            line.pop_back();
+        head += line + "\r\n";
+        // Empty lines before the start line are passed over (RFC 3261 section 7.5).
+        if( line.empty() && head.find_first_not_of( "\r\n" ) != std::string::npos )
+            return head + text.substr( at );
     }
-    bool complete = result.find( "\r\n\r\n" ) != std::string::npos;
-    if( !complete && !result.empty() )
-        result += result.ends_with( "\r\n" ) ? "\r\n" : "\r\n\r\n";
-    return result;
+    return head.empty() ? head : head + "\r\n";
 }
 
 pb::Ref<sipsnMessage> readMessage( const std::string &path )
@@ -85,32 +99,48 @@ void PasswordSource::addTo( CLI::App &command )
 namespace
 {
 
-// Switches the terminal's echo off for its lifetime.
+// Switches the terminal's echo off for its lifetime, which a signal may end.
 class SilentTerminal
 {
 public:
     SilentTerminal()
     {
         tcgetattr( STDIN_FILENO, &before_ );
+        for( int signal : endingSignals )
+            std::signal( signal, restoreAndEnd );
         termios silent = before_;
         silent.c_lflag &= ~static_cast<tcflag_t>( ECHO );
         tcsetattr( STDIN_FILENO, TCSAFLUSH, &silent );
     }
-    ~SilentTerminal() { tcsetattr( STDIN_FILENO, TCSAFLUSH, &before_ ); }
+    ~SilentTerminal()
+    {
+        tcsetattr( STDIN_FILENO, TCSAFLUSH, &before_ );
+        for( int signal : endingSignals )
+            std::signal( signal, SIG_DFL );
+    }
     SilentTerminal( const SilentTerminal & ) = delete;
     SilentTerminal &operator=( const SilentTerminal & ) = delete;
 
 private:
-    termios before_{};
+    static void restoreAndEnd( int signal )
+    {
+        tcsetattr( STDIN_FILENO, TCSAFLUSH, &before_ );
+        std::signal( signal, SIG_DFL );
+        raise( signal );
+    }
+
+    static constexpr int endingSignals[] = { SIGHUP, SIGINT, SIGQUIT, SIGTERM };
+    static inline termios before_{};
 };
 
 std::string prompt( const std::string &user )
 {
     if( !isatty( STDIN_FILENO ) )
         throw UsageError( "no terminal to ask for the password: use --password-env or --password-file" );
+    // Silent before it asks: who answers at once shall not see the answer.
+    SilentTerminal silent;
     std::cerr << "Password of " << user << ": " << std::flush;
     std::string password;
-    SilentTerminal silent;
     bool read = static_cast<bool>( std::getline( std::cin, password ) );
     std::cerr << std::endl;
     if( !read )

@@ -50,8 +50,8 @@ std::string readInput( const std::string &path );
 /// The SIP message in a file or on standard input. A message that does not decode is the caller's mistake.
 pb::Ref<sipsnMessage> readMessage( const std::string &path );
 
-/// What a recorded message that was saved by an editor or a shell may lack: CR before LF, and the empty line at the
-/// end. Messages are taken as they are when they have any CR LF.
+/// A message with what an editor or a shell may have taken from its headers: CR before LF, and the empty line behind
+/// them. The body stays as it is.
 std::string withLineEnds( const std::string &text );
 
 /// Where a password comes from: an environment variable, a file (its first line), or a prompt on the terminal. Never
