@@ -22,7 +22,8 @@ endif()
 # Library and platform code: no exceptions, no run-time types, nothing visible that a header does not export.
 add_library( sipauth-library-code INTERFACE )
 target_compile_options( sipauth-library-code INTERFACE
-    $<$<COMPILE_LANGUAGE:CXX>:-fno-exceptions -fno-rtti> -fvisibility=hidden -fno-plt )
+    $<$<COMPILE_LANGUAGE:CXX>:-fno-exceptions -fno-rtti> -fvisibility=hidden -fno-plt
+    -fno-semantic-interposition )
 target_link_libraries( sipauth-library-code INTERFACE sipauth-common )
 
 # sipauth_add_module( NAME SOURCES... ): the objects of one module folder, as target module-NAME.
@@ -39,7 +40,8 @@ function( sipauth_shared_library name )
     set( map ${PROJECT_SOURCE_DIR}/cmake/exports.map )
     target_link_libraries( ${name} PRIVATE sipauth-library-code )
     target_include_directories( ${name} INTERFACE $<INSTALL_INTERFACE:${CMAKE_INSTALL_INCLUDEDIR}> )
-    target_link_options( ${name} PRIVATE -Wl,--version-script=${map} )
+    # A library's calls of its own exported functions are bound when it is linked: nothing may take their place.
+    target_link_options( ${name} PRIVATE -Wl,--version-script=${map} -Wl,-Bsymbolic-functions )
     # An instrumented library takes its run-time support from the program that loads it.
     if( NOT SIPAUTH_SANITIZE AND NOT SIPAUTH_BUILD_FUZZ )
         target_link_options( ${name} PRIVATE -Wl,--no-undefined )

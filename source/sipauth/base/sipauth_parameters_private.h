@@ -24,9 +24,9 @@ namespace sipauth
 /// A text with at most one directive: "%~s" for a quoted string, any other one for a value as it is.
 struct Format
 {
-    std::string_view head; ///< up to the directive, or everything
-    std::string_view tail; ///< after the directive
-    std::string_view name; ///< up to the first '='
+    std::string_view head;      ///< up to the directive, or everything
+    std::string_view tail = ""; ///< after the directive; points to text even when there is none, for memcpy
+    std::string_view name;      ///< up to the first '='
     bool quoted;
 
     constexpr Format( const char *literal ) : Format( std::string_view( literal ) ) {}
@@ -45,6 +45,7 @@ static_assert( Format( "a=%~s" ).head == "a=" && Format( "a=%~s" ).tail.empty() 
 static_assert( Format( "b=\"%s\"" ).head == "b=\"" && Format( "b=\"%s\"" ).tail == "\"" );
 static_assert( Format( "c=%08!16i" ).head == "c=" && Format( "c=%08!16i" ).tail.empty() );
 static_assert( Format( "side=si" ).head == "side=si" && Format( "side=si" ).tail.empty() );
+static_assert( Format( "side=si" ).tail.data() );
 
 inline void append( pb::Text *text, std::string_view bytes )
 {

@@ -1,6 +1,7 @@
 # The module itself.
 list( APPEND sipauth_test_sources
     base/sipauth_module_test.cc
+    base/sipauth_null_test.cc
     base/sipauth_scheme_test.cc )
 
 # The grammar and the header values.
