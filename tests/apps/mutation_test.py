@@ -3,6 +3,7 @@
 import os
 import random
 
+import options_test
 import tool_case
 from tool_case import DATA, ToolCase
 
@@ -86,6 +87,16 @@ class Mutation(ToolCase):
             asked = self.change(asked)
             seen.add(self.survive((signed, asked), "answer", "--json", "--user", "alice", "--request",
                                   self.file("r", signed), "--response", self.file("c", asked)))
+        self.assertEqual(seen, {0, 1, 2})
+
+    def test_options_and_challenge_survive(self):
+        seen = set()
+        for run in range(RUNS // 2):
+            file = self.file("options.toml", mutated(options_test.EVERYTHING.encode(), self.chance))
+            arguments = (("options", "show"), ("options", "normalize"), ("challenge", "--options"))[run % 3]
+            done = self.run_tool(*arguments, file)
+            self.assertIn(done.status, (0, 1, 2), f"{(self.folder / 'options.toml').read_bytes()}: {done}")
+            seen.add(done.status)
         self.assertEqual(seen, {0, 1, 2})
 
 
