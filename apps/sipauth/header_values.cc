@@ -117,7 +117,9 @@ std::vector<Value> valuesOfLines( const std::string &text, bool untilEmpty )
         bool blank = trimmed( line ).empty();
         if( blank && untilEmpty && number > 1 )
             break;
-        bool continues = ( line.starts_with( ' ' ) || line.starts_with( '\t' ) ) && number > 1 && !blank;
+        // Only what has begun goes on: not an empty line, and not the line before the first.
+        bool begun = !value.header.empty() || !value.text.empty();
+        bool continues = begun && !blank && ( line.starts_with( ' ' ) || line.starts_with( '\t' ) );
         if( continues && !value.parts.empty() )
             addPart( value, line, number, 0 );
         if( continues )

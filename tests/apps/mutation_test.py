@@ -1,11 +1,12 @@
 """No input makes the tool abort: recorded messages with bytes changed, always in the same way."""
 
+import os
 import random
 
 import tool_case
 from tool_case import DATA, ToolCase
 
-RUNS = 100
+RUNS = int(os.environ.get("SIPAUTH_MUTATIONS", "200"))
 SEED = 20260101
 # What is worth finding in a message at a wrong place.
 PIECES = (b"\r\n", b"\n", b"\r", b"\0", b'"', b"\\", b",", b"=", b" ", b"\t", b":", b";", b"\xff", b"\xc3", b"\xf4\x90",

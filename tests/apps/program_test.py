@@ -34,7 +34,7 @@ class Usage(ToolCase):
                 self.assertTrue(done.err)
 
     def test_is_told_of_files_that_cannot_be_read(self):
-        options = self.file("options.toml", "")
+        options = self.file("options.toml", 'defaults = "SIPAUTH_DEFAULTS_COMPATIBLE"\n')
         for path in (self.folder / "none", self.folder):
             for arguments in (("parse", path), ("check", "--request", path),
                               ("check", "--request", SIGNED, "--challenge", path),
