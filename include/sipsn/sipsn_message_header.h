@@ -41,7 +41,8 @@ PB_EXPORT int64_t sipsnMessageHeaderLinesLength( sipsnMessageHeader *header );
 PB_EXPORT pbString *sipsnMessageHeaderLineAt( sipsnMessageHeader *header, int64_t index );
 /// The last line, one more reference of it; null when there is none.
 PB_EXPORT pbString *sipsnMessageHeaderLastLine( sipsnMessageHeader *header );
-/// Adds a line at the end. It must not hold CR, LF or NUL, which would break the message apart.
+/// Adds a line at the end. CR, LF and NUL, which would break the message apart or smuggle a header into it, cannot
+/// stand in a line, not even in a quoted pair (RFC 3261 section 25.1): a space stands for each.
 PB_EXPORT void sipsnMessageHeaderAppendLine( sipsnMessageHeader **header, pbString *line );
 /// Removes all lines.
 PB_EXPORT void sipsnMessageHeaderClearLines( sipsnMessageHeader **header );

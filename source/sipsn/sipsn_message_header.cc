@@ -80,8 +80,7 @@ void sipsnMessageHeaderAppendLine( sipsnMessageHeader **header, pbString *line )
     PB_ASSERT( header );
     PB_ASSERT( *header );
     PB_ASSERT( line );
-    PB_ASSERT( sipsn::lineOk( line ) );
-    pbVectorAppendString( pb::mutate( header )->lines.inout(), line );
+    pbVectorAppendString( pb::mutate( header )->lines.inout(), sipsn::toLine( line ) );
 }
 
 void sipsnMessageHeaderClearLines( sipsnMessageHeader **header )

@@ -17,6 +17,11 @@ bool allOf( pbString *text, Check check )
     return std::all_of( chs, chs + length, check );
 }
 
+bool staysOnLine( pbChar ch )
+{
+    return ch != '\r' && ch != '\n' && ch != 0;
+}
+
 } // namespace
 
 bool sipsn::tokenOk( pbString *text )
@@ -27,7 +32,20 @@ bool sipsn::tokenOk( pbString *text )
 
 bool sipsn::lineOk( pbString *text )
 {
-    return allOf( text, []( pbChar ch ) { return ch != '\r' && ch != '\n' && ch != 0; } );
+    return allOf( text, staysOnLine );
+}
+
+pb::Ref<pbString> sipsn::toLine( pbString *text )
+{
+    if( lineOk( text ) )
+        return pb::share( text );
+    auto line = pb::own( pbStringCreate() );
+    for( int64_t index = 0; index < pbStringLength( text ); index++ )
+    {
+        pbChar ch = pbStringCharAt( text, index );
+        pbStringAppendChar( line.inout(), staysOnLine( ch ) ? ch : ' ' );
+    }
+    return line;
 }
 
 bool sipsn::requestIriOk( pbString *text )

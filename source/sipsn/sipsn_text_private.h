@@ -2,6 +2,7 @@
 #ifndef SIPSN_SIPSN_TEXT_PRIVATE_H
 #define SIPSN_SIPSN_TEXT_PRIVATE_H
 
+#include <pb/pb_ref.hh>
 #include <pb/pb_string.h>
 
 #include <array>
@@ -43,6 +44,9 @@ bool tokenOk( pbString *text );
 
 /// Whether a text stays on its line when it is written into a message: it holds no CR, LF or NUL.
 bool lineOk( pbString *text );
+
+/// The text if it stays on its line, else a copy with a space for each character that it could not hold there.
+pb::Ref<pbString> toLine( pbString *text );
 
 /// Whether a text can stand as Request-URI in a request line: not empty, no white space and no ASCII control.
 bool requestIriOk( pbString *text );

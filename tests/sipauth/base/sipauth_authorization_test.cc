@@ -423,6 +423,20 @@ TEST( Authorization, ReplacesTheHeaderThatAMessageHas )
     EXPECT_EQ( textOf( sipsnMessageHeaderLineAt( header, 0 ) ), fullText );
 }
 
+TEST( Authorization, SmugglesNoHeaderIntoAMessage )
+{
+    auto opt = own( sipauthOptionsCreate() );
+    auto message = request();
+    int64_t lines = sipsnMessageLinesLength( message );
+    auto ar = own( sipauthAuthorizationCreate( SIPAUTH_SCHEME_DIGEST ) );
+    sipauthAuthorizationSetDigestUserName( ar.inout(), string( "alice\r\nRoute: <sip:evil.example>" ) );
+    sipauth___AuthorizationEncodeToMessage( opt, ar, message.inout(), 0 );
+    auto again = own( sipsnMessageTryDecode( own( sipsnMessageEncode( message ) ), nullptr, nullptr ) );
+    ASSERT_TRUE( again );
+    EXPECT_EQ( sipsnMessageLinesLength( again ), lines + 1 );
+    EXPECT_FALSE( own( sipsnMessageHeaderCstr( again, "Route", -1 ) ) );
+}
+
 TEST( Authorization, IsReadFromTheLastLineOnly )
 {
     auto opt = own( sipauthOptionsCreate() );
