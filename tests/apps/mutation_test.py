@@ -7,12 +7,13 @@ import options_test
 import tool_case
 from tool_case import DATA, ToolCase
 
-RUNS = int(os.environ.get("SIPAUTH_MUTATIONS", "200"))
+RUNS = int(os.environ.get("SIPAUTH_MUTATIONS", "150"))
 SEED = 20260101
 # What is worth finding in a message at a wrong place.
 PIECES = (b"\r\n", b"\n", b"\r", b"\0", b'"', b"\\", b",", b"=", b" ", b"\t", b":", b";", b"\xff", b"\xc3", b"\xf4\x90",
           b"Digest ", b"Basic ", b"algorithm=MD5-sess", b"algorithm=SHA512", b'qop=""', b"qop=auth-int", b"nc=ffffffff",
-          b"stale=true", b'nonce=""', b"Content-Length: 99999999999999999999\r\n", b"Authorization: ", b"401", b"SIP/2.0")
+          b"stale=true", b'nonce=""', b"Content-Length: 99999999999999999999\r\n", b"Authorization: ", b"401",
+          b"SIP/2.0")
 
 
 def mutated(source, chance):

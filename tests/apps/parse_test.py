@@ -32,8 +32,8 @@ class Values(ToolCase):
                 self.assertEqual(value["parameters"]["username"], "alice")
 
     def test_tells_challenges_from_credentials(self):
-        kinds = [value["kind"] for value in self.parse(0, '\n'.join((
-            'Digest realm="r", nonce="n"', 'Digest uri="sip:h"', "Basic YWxpY2U6c2VjcmV0", 'Basic realm="r"')))["values"]]
+        lines = ('Digest realm="r", nonce="n"', 'Digest uri="sip:h"', "Basic YWxpY2U6c2VjcmV0", 'Basic realm="r"')
+        kinds = [value["kind"] for value in self.parse(0, "\n".join(lines))["values"]]
         self.assertEqual(kinds, ["challenge", "credentials", "credentials", "challenge"])
 
     def test_shows_values_without_quotes_and_escapes(self):
