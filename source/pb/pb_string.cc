@@ -6,6 +6,8 @@
 #include "pb/pb_type.h"
 #include "pb/pb_utf8.h"
 
+#include <openssl/crypto.h>
+
 #include <algorithm>
 #include <cstdlib>
 
@@ -318,10 +320,11 @@ pbBool pbStringEqualsConstantTime( pbString *stringA, pbString *stringB )
     PB_ASSERT( stringB );
     if( stringA->length != stringB->length )
         return 0;
-    volatile pbChar difference = 0;
-    for( int64_t index = 0; index < stringA->length; index++ )
-        difference = difference | ( stringA->at( index ) ^ stringB->at( index ) );
-    return difference == 0;
+    // Of two forms one has a character that is not ASCII, and the other none.
+    if( stringA->ascii != stringB->ascii )
+        return 0;
+    auto unit = stringA->ascii ? sizeof( char ) : sizeof( pbChar );
+    return CRYPTO_memcmp( stringA->bytes(), stringB->bytes(), static_cast<size_t>( stringA->length ) * unit ) == 0;
 }
 
 void pbStringAppend( pbString **string, pbString *suffix )

@@ -51,7 +51,8 @@ pbVector *mutate( pbVector **vec, int64_t capacity )
     pbVector *old = *vec;
     if( pb::shared( old ) )
     {
-        pb::Ref<pbVector> copy = createWithCapacity( std::max( { capacity, old->length, capacity > 0 ? leastCapacity : 0 } ) );
+        pb::Ref<pbVector> copy =
+            createWithCapacity( std::max( { capacity, old->length, capacity > 0 ? leastCapacity : 0 } ) );
         for( copy->length = 0; copy->length < old->length; copy->length++ )
         {
             pbObj *item = old->items()[copy->length];

@@ -27,6 +27,7 @@ struct Format
     std::string_view head;      ///< up to the directive, or everything
     std::string_view tail = ""; ///< after the directive; points to text even when there is none, for memcpy
     std::string_view name;      ///< up to the first '='
+    NameKey key;
     bool quoted;
 
     constexpr Format( const char *literal ) : Format( std::string_view( literal ) ) {}
@@ -34,7 +35,9 @@ struct Format
 private:
     constexpr explicit Format( std::string_view text )
         : head( text.substr( 0, text.find( '%' ) ) ), tail( text.substr( text.size() ) ),
-          name( text.substr( 0, text.find( '=' ) ) ), quoted( text.substr( head.size() ).starts_with( "%~" ) )
+          name( text.substr( 0, text.find( '=' ) ) ),
+          key( nameKey( name.data(), static_cast<int64_t>( name.size() ) ) ),
+          quoted( text.substr( head.size() ).starts_with( "%~" ) )
     {
         // A directive ends at its letter.
         if( size_t letter = text.find_first_of( "si", head.size() ); letter < text.size() )
@@ -118,9 +121,10 @@ bool applyParameter( T *holder, const std::tuple<Rows...> &rows, const Ch *name,
                      const Slice &value )
 {
     bool taken = true;
+    const NameKey key = nameKey( name, nameLength );
     auto applyRow = [&]( const auto &row )
     {
-        if( !equalsFolded( name, nameLength, row.format.name ) )
+        if( row.format.key != key || !equalsFolded( name, nameLength, row.format.name ) )
             return false;
         taken = row.apply( holder, value );
         return true;

@@ -87,7 +87,7 @@ bool isWhite( Ch ch )
 
 /// 'A' to 'Z' in lower case, anything else as it is.
 template<class Ch>
-Ch foldCase( Ch ch )
+constexpr Ch foldCase( Ch ch )
 {
     return ch >= 'A' && ch <= 'Z' ? static_cast<Ch>( ch + ( 'a' - 'A' ) ) : ch;
 }
@@ -102,6 +102,24 @@ bool equalsFolded( const Ch *chs, int64_t length, std::string_view text )
         if( foldCase( chs[index] ) != static_cast<Ch>( text[index] ) )
             return false;
     return true;
+}
+
+/// What tells most names apart in one step: the length of a name and its first characters in lower case.
+struct NameKey
+{
+    uint64_t first;
+    int64_t length;
+
+    bool operator==( const NameKey & ) const = default;
+};
+
+template<class Ch>
+constexpr NameKey nameKey( const Ch *chs, int64_t length )
+{
+    NameKey key{ 0, length };
+    for( int64_t index = 0; index < length && index < 8; index++ )
+        key.first = key.first << 8 | static_cast<unsigned char>( foldCase( chs[index] ) );
+    return key;
 }
 
 /// How many of the eight ASCII bytes at CHS stand before the first one that is below LOWEST, a double quote, a
