@@ -21,19 +21,19 @@
 namespace
 {
 
-void *allocate( int64_t size )
+void *allocate( uint64_t size )
 {
-    void *block = std::malloc( static_cast<size_t>( size ) );
+    void *block = std::malloc( size );
     PB_ASSERT( block );
     return block;
 }
 
 // Kept blocks are sorted by size: the list at INDEX holds blocks of which at least sizeOf( INDEX ) bytes can be used.
-constexpr int64_t step = 16;
-constexpr int64_t lists = 34;
+constexpr uint64_t step = 16;
+constexpr uint64_t lists = 34;
 constexpr int64_t maxKept = 64; // in each list, so that a burst does not tie memory to a thread for ever
 
-constexpr int64_t sizeOf( int64_t index )
+constexpr uint64_t sizeOf( uint64_t index )
 {
     return index * step + step / 2;
 }
@@ -87,9 +87,9 @@ bool threadMayKeep()
 
 void *pb::allocateBlock( int64_t size )
 {
-    int64_t index = ( size + step / 2 - 1 ) / step;
+    uint64_t index = ( static_cast<uint64_t>( size ) + step / 2 - 1 ) / step;
     if( index >= lists )
-        return allocate( size );
+        return allocate( static_cast<uint64_t>( size ) );
     List &list = keptLists[index];
     Kept *block = list.first;
     if( !block )
@@ -102,7 +102,7 @@ void *pb::allocateBlock( int64_t size )
 void pb::freeBlock( void *block )
 {
     // The size that the allocator gave, which may be more than was asked for.
-    int64_t index = ( static_cast<int64_t>( malloc_usable_size( block ) ) - step / 2 ) / step;
+    uint64_t index = ( malloc_usable_size( block ) - step / 2 ) / step;
     if( !PB_KEEP_BLOCKS || index >= lists || keptLists[index].length >= maxKept || !threadMayKeep() )
     {
         std::free( block );
