@@ -1,6 +1,5 @@
 // Objects: creation, counting, order, text, and the count of live objects for each sort.
-#include "pb/pb_block_private.h"
-#include "pb/pb_object.h"
+#include "pb/pb_obj_private.h"
 
 #include <pb/pb_string.h>
 
@@ -79,36 +78,37 @@ int64_t registerSort( pbSort *sort )
     return sortsLength;
 }
 
-void countLive( pbSort *sort, int64_t change )
+// The first object of a sort or of a thread, and one that a destructor frees after the thread's counts are gone.
+[[gnu::noinline]] void countRarely( pbSort *sort, int64_t change )
 {
-    int64_t index = sort->index.load( std::memory_order_acquire );
-    if( index == 0 ) [[unlikely]]
-        index = registerSort( sort );
-    if( !threadCounts ) [[unlikely]]
+    int64_t index = registerSort( sort );
+    if( threadEnded )
     {
-        if( threadEnded ) // a destructor of this thread that runs after ours
-        {
-            endedThreads[index] += change;
-            return;
-        }
-        registerThread();
+        endedThreads[index] += change;
+        return;
     }
-    std::atomic<int64_t> &live = threadCounts->live[index];
-    live.store( live.load( std::memory_order_relaxed ) + change, std::memory_order_relaxed );
+    if( !threadCounts )
+        registerThread();
+    pb::countLive( sort, change );
 }
 
 } // namespace
+
+void pb::countLive( pbSort *sort, int64_t change )
+{
+    int64_t index = sort->index.load( std::memory_order_acquire );
+    ThreadCounts *counts = threadCounts;
+    if( index == 0 || !counts ) [[unlikely]]
+        return countRarely( sort, change );
+    std::atomic<int64_t> &live = counts->live[index];
+    live.store( live.load( std::memory_order_relaxed ) + change, std::memory_order_relaxed );
+}
 
 pbObj *pb___ObjCreate( int64_t size, pbSort *sort )
 {
     PB_ASSERT( size >= static_cast<int64_t>( sizeof( pbObj ) ) );
     PB_ASSERT( sort );
-    auto *obj = static_cast<pbObj *>( pb::allocateBlock( size ) );
-    std::memset( static_cast<void *>( obj ), 0, static_cast<size_t>( size ) );
-    obj->object.sort = sort;
-    obj->object.references.store( 1, std::memory_order_relaxed );
-    countLive( sort, 1 );
-    return obj;
+    return pb::createObject( size, size, sort );
 }
 
 void pb___ObjFree( pbObj *obj )
@@ -116,7 +116,7 @@ void pb___ObjFree( pbObj *obj )
     pbSort *sort = obj->object.sort;
     if( sort->freeFunc )
         sort->freeFunc( obj );
-    countLive( sort, -1 );
+    pb::countLive( sort, -1 );
     pb::freeBlock( obj );
 }
 

@@ -1,6 +1,7 @@
 // Strings: creation, access, comparison and appending. Formats are in pb_text.cc, numbers in pb_string_scan.cc.
 #include "pb/pb_string_private.h"
 
+#include "pb/pb_obj_private.h"
 #include "pb/pb_private.h"
 #include "pb/pb_text.h"
 #include "pb/pb_type.h"
@@ -20,9 +21,9 @@ static constinit pbString emptyString = { { &pb___sort_PB_STRING, pb::staticRefe
 
 static void pb___StringFreeFunc( pbObj *obj )
 {
-    pbString *string = pbStringFrom( obj );
-    PB_ASSERT( string );
-    std::free( string->widened.load( std::memory_order_relaxed ) );
+    auto string = reinterpret_cast<pbString *>( obj );
+    if( pbChar *widened = string->widened.load( std::memory_order_relaxed ) )
+        std::free( widened );
     string->length = -1;
 }
 
@@ -32,7 +33,8 @@ namespace
 pb::Ref<pbString> allocate( bool ascii, int64_t capacity )
 {
     auto unit = static_cast<int64_t>( ascii ? sizeof( char ) : sizeof( pbChar ) );
-    pbObj *obj = pb___ObjCreate( static_cast<int64_t>( sizeof( pbString ) ) + capacity * unit, &pb___sort_PB_STRING );
+    auto header = static_cast<int64_t>( sizeof( pbString ) );
+    pbObj *obj = pb::createObject( header + capacity * unit, header, &pb___sort_PB_STRING );
     auto string = pb::own( reinterpret_cast<pbString *>( obj ) );
     string->capacity = capacity;
     string->ascii = ascii;
