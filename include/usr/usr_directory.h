@@ -1,8 +1,12 @@
-// User directories.
+// User directories: where users and their passwords are kept. A directory is an object of the configuration, with one
+// of the drivers that are registered. Every lookup and query ends, with a result or without one, within the directory's
+// time limit.
 #ifndef USR_USR_DIRECTORY_H
 #define USR_USR_DIRECTORY_H
 
+#include <pb/pb_store.h>
 #include <pb/pb_string.h>
+#include <tr/tr_anchor.h>
 
 PB_BEGIN_DECLS
 
@@ -26,10 +30,14 @@ PB_EXPORT int64_t usrDirectoryCompare( usrDirectory *objA, usrDirectory *objB );
 /// 1 when usrDirectoryCompare gives 0, else 0.
 PB_EXPORT pbBool usrDirectoryEquals( usrDirectory *objA, usrDirectory *objB );
 
-/// A directory under the name by which configurations know it.
-PB_EXPORT usrDirectory *usrDirectoryCreate( pbString *name );
-/// The name.
-PB_EXPORT pbString *usrDirectoryName( usrDirectory *directory );
+/// A new directory as a configuration describes it, or null with *REASON (when REASON is not null) set to a new string
+/// that says what is wrong with which key. The keys that all directories have: "driver" (the name of a driver that is
+/// registered, "memory" without the key), "lookupTimeout" (milliseconds, 2000 without it, 1 to 600,000), "maxLookups"
+/// (how many lookups and queries may be open at once, 1000 without it, 1 to 1,000,000); the others are the driver's.
+/// ANCHOR may be null. CONFIG may be null for an empty directory in memory.
+PB_EXPORT usrDirectory *usrDirectoryTryCreate( pbStore *config, trAnchor *anchor, pbString **reason );
+/// Completes an anchor with the directory's stream.
+PB_EXPORT void usrDirectoryTraceCompleteAnchor( usrDirectory *directory, trAnchor *anchor );
 
 PB_END_DECLS
 
