@@ -30,6 +30,10 @@ PB_EXPORT int64_t usrDirectoryCompare( usrDirectory *objA, usrDirectory *objB );
 /// 1 when usrDirectoryCompare gives 0, else 0.
 PB_EXPORT pbBool usrDirectoryEquals( usrDirectory *objA, usrDirectory *objB );
 
+/// A directory under the name by which configurations know it.
+PB_EXPORT usrDirectory *usrDirectoryCreate( pbString *name );
+/// The name.
+PB_EXPORT pbString *usrDirectoryName( usrDirectory *directory );
 /// A new directory as a configuration describes it, or null with *REASON (when REASON is not null) set to a new string
 /// that says what is wrong with which key. The keys that all directories have: "driver" (the name of a driver that is
 /// registered, "memory" without the key), "lookupTimeout" (milliseconds, 2000 without it, 1 to 600,000), "maxLookups"
