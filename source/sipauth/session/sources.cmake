@@ -1,0 +1,4 @@
+# Sessions.
+list( APPEND sipauth_sources
+    session/sipauth_session.cc
+    session/sipauth_session_state.cc )
