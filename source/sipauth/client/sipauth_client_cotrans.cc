@@ -1,15 +1,8 @@
 // Client co-transactions as the host has them: a wrapper whose end tells the implementation to end.
+#include "sipauth/client/sipauth_client_cotrans_private.h"
+
 #include "pb/pb_type.h"
-#include "sipauth/client/sipauth_client_cotrans_imp_private.h"
 #include "sipauth/sipauth_private.h"
-
-#include <sipauth/sipauth_client_cotrans.h>
-
-struct sipauthClientCotrans
-{
-    pb::Object object;
-    pb::Field<sipauth___ClientCotransImp> imp;
-};
 
 PB_TYPE( sipauthClientCotrans, SIPAUTH_CLIENT_COTRANS, sipauth, sipauth___ClientCotransFreeFunc, nullptr );
 
