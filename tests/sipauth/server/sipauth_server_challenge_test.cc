@@ -164,8 +164,8 @@ TEST( ServerChallenge, MismatchesAnOpaqueThatItDidNotSend )
 
 TEST( ServerChallenge, PrefersTheFirstOfEqualStates )
 {
-    EXPECT_EQ( found( challenge( { digestState( "b" ), digestState( "a" ), digestState( "a" ) } ), authorization( "a" ) ),
-               1 );
+    EXPECT_EQ(
+        found( challenge( { digestState( "b" ), digestState( "a" ), digestState( "a" ) } ), authorization( "a" ) ), 1 );
 }
 
 TEST( ServerChallenge, MatchesNothingForBasic )

@@ -25,12 +25,14 @@ protected:
     void store( sipauthServerChallenge *ch ) { sipauth___ServerDbSetChallenge( db, ch, nullptr ); }
 
     // Stores a challenge with one nonce.
-    pb::Ref<sipauthServerChallenge> store( const char *nonce )
+    pb::Ref<sipauthServerChallenge> stored( const char *nonce )
     {
         auto ch = challenge( { digestState( nonce ) } );
         store( ch );
         return ch;
     }
+
+    void store( const char *nonce ) { auto ch = stored( nonce ); }
 
     pb::Ref<sipauthServerChallenge> find( const char *nonce )
     {
@@ -58,7 +60,7 @@ TEST_F( ServerDb, IsEmptyWhenCreated )
 
 TEST_F( ServerDb, FindsAChallengeOnce )
 {
-    auto ch = store( "a" );
+    auto ch = stored( "a" );
     EXPECT_FALSE( find( "b" ) );
     EXPECT_EQ( find( "a" ).get(), ch.get() );
     EXPECT_FALSE( find( "a" ) );
@@ -83,7 +85,7 @@ TEST_F( ServerDb, FindsAChallengeByEitherNonceAndAfterThatByNeither )
 TEST_F( ServerDb, ComparesNothingButTheNonce )
 {
     // Realm and opaque are compared when a state of the challenge is chosen.
-    auto ch = store( "a" );
+    auto ch = stored( "a" );
     EXPECT_EQ( own( sipauth___ServerDbChallenge( db, authorization( "a", "opaque", "other.org" ), nullptr ) ).get(),
                ch.get() );
     store( "a" );
@@ -119,7 +121,7 @@ TEST_F( ServerDb, FindsTheNewerOfTwoChallengesWithOneNonce )
 {
     store( "a" );
     advance( 5 );
-    auto newer = store( "a" );
+    auto newer = stored( "a" );
     EXPECT_EQ( records(), 2 );
     EXPECT_EQ( nonces(), 1 );
     EXPECT_EQ( find( "a" ).get(), newer.get() );
@@ -138,7 +140,7 @@ TEST_F( ServerDb, LeavesANonceToTheNewerChallengeWhenTheOlderOneExpires )
     auto older = challenge( { digestState( "a" ), digestState( "b" ) } );
     store( older );
     advance( 1 );
-    auto newer = store( "a" );
+    auto newer = stored( "a" );
     EXPECT_EQ( expire( 0 ), now() );
     EXPECT_FALSE( find( "b" ) );
     EXPECT_EQ( find( "a" ).get(), newer.get() );
@@ -148,7 +150,7 @@ TEST_F( ServerDb, LeavesANonceToTheNewerChallengeWhenTheOlderOneIsFound )
 {
     auto older = challenge( { digestState( "a" ), digestState( "b" ) } );
     store( older );
-    auto newer = store( "a" );
+    auto newer = stored( "a" );
     EXPECT_EQ( find( "b" ).get(), older.get() );
     EXPECT_EQ( find( "a" ).get(), newer.get() );
     EXPECT_EQ( records(), 0 );
@@ -166,7 +168,7 @@ TEST_F( ServerDb, TakesANonceTwiceInOneChallenge )
 
 TEST_F( ServerDb, KeepsAChallengeThatIsStoredTwiceAsTwoRecords )
 {
-    auto ch = store( "a" );
+    auto ch = stored( "a" );
     store( ch );
     EXPECT_EQ( records(), 2 );
     EXPECT_EQ( find( "a" ).get(), ch.get() );
@@ -176,7 +178,7 @@ TEST_F( ServerDb, KeepsAChallengeThatIsStoredTwiceAsTwoRecords )
 
 TEST_F( ServerDb, DoesNotNoticeThatItsCallerChangesAStoredChallenge )
 {
-    auto ch = store( "a" );
+    auto ch = stored( "a" );
     sipauthServerChallengeClearDigestStates( ch.inout() );
     EXPECT_EQ( sipauthServerChallengeDigestStatesLength( find( "a" ) ), 1 );
 }
@@ -195,7 +197,7 @@ TEST_F( ServerDb, ExpiresWithZeroWhatWasStoredBeforeThisMillisecond )
     store( "a" );
     store( "b" );
     advance( 1 );
-    auto ch = store( "c" );
+    auto ch = stored( "c" );
     EXPECT_EQ( expire( 0 ), now() );
     EXPECT_FALSE( find( "a" ) );
     EXPECT_FALSE( find( "b" ) );

@@ -17,7 +17,10 @@ const char *path = "source/sipauth/session/sipauth_session";
 class Session : public session::Simulated
 {
 protected:
-    pb::Ref<sipauthSession> create() { return own( sipauthSessionCreate( stack, SIPAUTH_SESSION_FLAG_CLIENT, nullptr ) ); }
+    pb::Ref<sipauthSession> create()
+    {
+        return own( sipauthSessionCreate( stack, SIPAUTH_SESSION_FLAG_CLIENT, nullptr ) );
+    }
 
     pb::Ref<sipauthStack> stack = session::stackOf( session::optionsOf( 1000 ) );
 };
@@ -47,8 +50,8 @@ void setServerUser( sipauthSession *sess, usrUser *user )
 TEST_F( Session, KeepsStackAndNormalizedFlags )
 {
     uint64_t unknown = uint64_t{ 1 } << 40;
-    auto sess = own( sipauthSessionCreate( stack, SIPAUTH_SESSION_FLAG_SERVER | SIPAUTH_SESSION_FLAG_PROXY | unknown,
-                                           nullptr ) );
+    auto sess = own(
+        sipauthSessionCreate( stack, SIPAUTH_SESSION_FLAG_SERVER | SIPAUTH_SESSION_FLAG_PROXY | unknown, nullptr ) );
     EXPECT_EQ( own( sipauthSessionStack( sess ) ).get(), stack.get() );
     EXPECT_EQ( sipauthSessionFlags( sess ), uint64_t{ SIPAUTH_SESSION_FLAG_SERVER | SIPAUTH_SESSION_FLAG_PROXY } );
 }
@@ -168,7 +171,8 @@ protected:
 
 TEST_F( SessionTrace, TellsTheFlags )
 {
-    auto sess = own( sipauthSessionCreate( recorded, SIPAUTH_SESSION_FLAG_SERVER | SIPAUTH_SESSION_FLAG_PROXY, nullptr ) );
+    auto sess =
+        own( sipauthSessionCreate( recorded, SIPAUTH_SESSION_FLAG_SERVER | SIPAUTH_SESSION_FLAG_PROXY, nullptr ) );
     auto flags = textOf( sipauthSessionFlagsToString( SIPAUTH_SESSION_FLAG_SERVER | SIPAUTH_SESSION_FLAG_PROXY ) );
     EXPECT_EQ( recording.texts( "SIPAUTH_SESSION" ),
                std::vector<std::string>{ "[sipauthSessionCreate()] flags: " + flags } );

@@ -220,7 +220,8 @@ TEST_F( Stack, WorksOnWorkerThreads )
             for( int index = 0; index < 200; index++ )
             {
                 sipauthStackSetOptions( other, optionsOf( index % 3 ) );
-                sipauth___StackSetServerChallenge( other, server::challenge( { server::digestState( "a" ) } ), nullptr );
+                sipauth___StackSetServerChallenge( other, server::challenge( { server::digestState( "a" ) } ),
+                                                   nullptr );
                 (void) own( sipauth___StackServerChallenge( other, server::authorization( "a" ), nullptr ) );
                 pb::Ref<sipauthOptions> any;
                 sipauthStackConfiguration( other, any.inout() );
@@ -272,8 +273,10 @@ TEST_F( StackTrace, TellsTheConfigurationEachTimeItChanges )
     settle();
     auto lines = recording.lines( TR_LINE_KIND_CONFIGURATION, "SIPAUTH_STACK" );
     ASSERT_EQ( lines.size(), 2u );
-    EXPECT_EQ( textOf( trLineText( lines[0] ) ), textOf( pbStoreToString( own( sipauthOptionsStore( options, 0 ) ) ) ) );
-    EXPECT_EQ( textOf( trLineText( lines[1] ) ), textOf( pbStoreToString( own( sipauthOptionsStore( changed, 0 ) ) ) ) );
+    EXPECT_EQ( textOf( trLineText( lines[0] ) ),
+               textOf( pbStoreToString( own( sipauthOptionsStore( options, 0 ) ) ) ) );
+    EXPECT_EQ( textOf( trLineText( lines[1] ) ),
+               textOf( pbStoreToString( own( sipauthOptionsStore( changed, 0 ) ) ) ) );
     EXPECT_FALSE( textOf( trLineText( lines[0] ) ) == textOf( trLineText( lines[1] ) ) );
 }
 
