@@ -138,7 +138,8 @@ void Watch::whenQuiet()
         const sipauth___ClientCotransImp *imp = transaction->inside;
         if( !pbProcessHalted( imp->isProcess ) && imp->intState != sipauth::client::STATE_IDLE )
             broken( "client %d is stuck in state %lld", transaction->number, static_cast<long long>( imp->intState ) );
-        if( transaction->cotrans && ( imp->outRequest || pbVectorLength( imp->outResponses ) > 0 || imp->outCancel || imp->outAck ) )
+        if( transaction->cotrans &&
+            ( imp->outRequest || pbVectorLength( imp->outResponses ) > 0 || imp->outCancel || imp->outAck ) )
             broken( "client %d: the host was not told of something to read", transaction->number );
         if( transaction->cotrans && !transaction->sent && !transaction->failed )
             broken( "client %d: the request was neither sent nor failed", transaction->number );
@@ -150,7 +151,8 @@ void Watch::whenQuiet()
         const sipauth___ServerCotransImp *imp = transaction->inside;
         if( !pbProcessHalted( imp->isProcess ) && imp->intState != sipauth::server::STATE_IDLE )
             broken( "server %d is stuck in state %lld", transaction->number, static_cast<long long>( imp->intState ) );
-        if( transaction->cotrans && ( imp->outRequest || pbVectorLength( imp->outResponses ) > 0 || imp->outCancel || imp->outAck ) )
+        if( transaction->cotrans &&
+            ( imp->outRequest || pbVectorLength( imp->outResponses ) > 0 || imp->outCancel || imp->outAck ) )
             broken( "server %d: the host was not told of something to read", transaction->number );
         if( transaction->cotrans && !transaction->accepted && !transaction->hadFinal )
             broken( "server %d: the request was neither handed out nor answered", transaction->number );
