@@ -18,6 +18,14 @@ using State = sipauth___SessionState;
 
 const char *path = "source/sipauth/session/sipauth_session_state";
 
+class SessionState : public Started
+{
+};
+
+class SessionStateDeathTest : public Started
+{
+};
+
 pb::Ref<State> state()
 {
     return own( sipauth___SessionStateCreate() );
@@ -25,7 +33,7 @@ pb::Ref<State> state()
 
 pb::Ref<usrUser> user( const char *id )
 {
-    return own( usrUserCreate( own( usrDirectoryCreate( string( "users" ) ) ), string( id ) ) );
+    return own( usrUserCreate( own( usrDirectoryTryCreate( nullptr, nullptr, nullptr ) ), string( id ) ) );
 }
 
 pb::Ref<sipauthDigestState> digestState()
@@ -96,7 +104,7 @@ constexpr SchemeField schemeFields[] = {
       sipauth___SessionStateDelServerScheme },
 };
 
-TEST( SessionState, IsEmptyWhenCreated )
+TEST_F( SessionState, IsEmptyWhenCreated )
 {
     auto empty = state();
     EXPECT_EQ( sipauth___SessionStateError( empty ), 0 );
@@ -113,7 +121,7 @@ TEST( SessionState, IsEmptyWhenCreated )
     }
 }
 
-TEST( SessionState, KeepsEachObjectUntilItIsTakenAway )
+TEST_F( SessionState, KeepsEachObjectUntilItIsTakenAway )
 {
     forEachObjectField(
         []( auto field, auto first, auto second )
@@ -130,7 +138,7 @@ TEST( SessionState, KeepsEachObjectUntilItIsTakenAway )
         } );
 }
 
-TEST( SessionState, KeepsItsFieldsApart )
+TEST_F( SessionState, KeepsItsFieldsApart )
 {
     // Fields that took each other's place would show here: each is set in a state of its own, and all others stay.
     forEachObjectField(
@@ -147,7 +155,7 @@ TEST( SessionState, KeepsItsFieldsApart )
         } );
 }
 
-TEST( SessionState, KeepsSchemesUntilTheyAreTakenAway )
+TEST_F( SessionState, KeepsSchemesUntilTheyAreTakenAway )
 {
     for( const SchemeField &field : schemeFields )
     {
@@ -164,7 +172,7 @@ TEST( SessionState, KeepsSchemesUntilTheyAreTakenAway )
     }
 }
 
-TEST( SessionState, HasNoClientSchemeAfterItWasTakenAway )
+TEST_F( SessionState, HasNoClientSchemeAfterItWasTakenAway )
 {
     auto changed = state();
     sipauth___SessionStateSetClientScheme( changed.inout(), SIPAUTH_SCHEME_DIGEST );
@@ -175,7 +183,7 @@ TEST( SessionState, HasNoClientSchemeAfterItWasTakenAway )
     EXPECT_EQ( sipauth___SessionStateServerScheme( changed ), SIPAUTH_SCHEME_BASIC );
 }
 
-TEST( SessionState, KeepsAnyTrueErrorAsOne )
+TEST_F( SessionState, KeepsAnyTrueErrorAsOne )
 {
     auto changed = state();
     for( pbBool error : { 1, 2, -1 } )
@@ -187,7 +195,7 @@ TEST( SessionState, KeepsAnyTrueErrorAsOne )
     EXPECT_EQ( sipauth___SessionStateError( changed ), 0 );
 }
 
-TEST( SessionState, LeavesTheOtherHolderAloneWhenItChanges )
+TEST_F( SessionState, LeavesTheOtherHolderAloneWhenItChanges )
 {
     forEachObjectField(
         []( auto field, auto first, auto second )
@@ -219,7 +227,7 @@ TEST( SessionState, LeavesTheOtherHolderAloneWhenItChanges )
     EXPECT_FALSE( sipauth___SessionStateError( other ) );
 }
 
-TEST( SessionState, ChangesInPlaceWhenItHasOneHolder )
+TEST_F( SessionState, ChangesInPlaceWhenItHasOneHolder )
 {
     auto changed = state();
     State *before = changed;
@@ -229,7 +237,7 @@ TEST( SessionState, ChangesInPlaceWhenItHasOneHolder )
     EXPECT_EQ( changed.get(), before );
 }
 
-TEST( SessionState, IsCopiedWithEveryField )
+TEST_F( SessionState, IsCopiedWithEveryField )
 {
     auto source = state();
     sipauth___SessionStateSetError( source.inout(), 1 );
@@ -249,7 +257,7 @@ TEST( SessionState, IsCopiedWithEveryField )
         } );
 }
 
-TEST( SessionState, HasTheStandardFunctions )
+TEST_F( SessionState, HasTheStandardFunctions )
 {
     auto one = state();
     EXPECT_EQ( sipauth___SessionStateFrom( sipauth___SessionStateObj( one ) ), one.get() );
@@ -260,7 +268,7 @@ TEST( SessionState, HasTheStandardFunctions )
     sipauth___SessionStateRelease( sipauth___SessionStateRetain( one ) );
 }
 
-TEST( SessionStateDeathTest, RefusesNull )
+TEST_F( SessionStateDeathTest, RefusesNull )
 {
     auto good = state();
     State *none = nullptr;
@@ -283,7 +291,7 @@ TEST( SessionStateDeathTest, RefusesNull )
         } );
 }
 
-TEST( SessionStateDeathTest, RefusesSchemesThatThereAreNot )
+TEST_F( SessionStateDeathTest, RefusesSchemesThatThereAreNot )
 {
     auto good = state();
     State *none = nullptr;
@@ -300,7 +308,7 @@ TEST( SessionStateDeathTest, RefusesSchemesThatThereAreNot )
     }
 }
 
-TEST( SessionStateDeathTest, RefusesAnObjectOfAnotherSort )
+TEST_F( SessionStateDeathTest, RefusesAnObjectOfAnotherSort )
 {
     auto other = string( "no state" );
     EXPECT_ABORT( sipauth___SessionStateFrom( pbStringObj( other ) ), path,

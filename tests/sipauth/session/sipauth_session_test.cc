@@ -31,7 +31,7 @@ class SessionDeathTest : public Session
 
 pb::Ref<usrUser> user( const char *id )
 {
-    return own( usrUserCreate( own( usrDirectoryCreate( string( "users" ) ) ), string( id ) ) );
+    return own( usrUserCreate( own( usrDirectoryTryCreate( nullptr, nullptr, nullptr ) ), string( id ) ) );
 }
 
 pb::Ref<usrReference> reference()
