@@ -106,8 +106,7 @@ struct Sent
     Ref<sipsnMessage> leave() const
     {
         auto left = message;
-        if( filter )
-            EXPECT_TRUE( siptpSendFilterTryExecute( filter, left.inout(), nullptr ) );
+        EXPECT_TRUE( !filter || siptpSendFilterTryExecute( filter, left.inout(), nullptr ) );
         return left;
     }
 };

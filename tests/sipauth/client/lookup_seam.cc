@@ -6,6 +6,7 @@
 
 #include <dlfcn.h>
 
+#include <bit>
 #include <cstdlib>
 #include <optional>
 
@@ -20,7 +21,7 @@ Function *platformFunction( const char *name )
     void *found = dlsym( RTLD_NEXT, name );
     if( !found )
         std::abort();
-    return reinterpret_cast<Function *>( found );
+    return std::bit_cast<Function *>( found );
 }
 
 } // namespace

@@ -104,9 +104,9 @@ TEST_F( ClientCotransAuthorize, TheAnswerProvesThePassword )
     ASSERT_TRUE( answer );
     auto state = own( sipauthDigestStateCreate( lenientOptions(), SIPAUTH_DIGEST_ALGORITHM_SHA256, 0, 1,
                                                 string( "example.org" ), string( "n1" ), string( "o" ) ) );
-    EXPECT_TRUE( sipauthDigestStateCheckAuthorization( state, left, answer, cred, nullptr ) );
+    EXPECT_TRUE( sipauthDigestStateCheckAuthorization( state, left, cred, answer, nullptr ) );
     EXPECT_FALSE(
-        sipauthDigestStateCheckAuthorization( state, left, answer, credentials( "alice", "wrong" ), nullptr ) );
+        sipauthDigestStateCheckAuthorization( state, left, credentials( "alice", "wrong" ), answer, nullptr ) );
 }
 
 TEST_F( ClientCotransAuthorize, DigestLeavesTheMessageToItsFilter )
