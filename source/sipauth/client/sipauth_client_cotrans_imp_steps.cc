@@ -10,6 +10,8 @@
 
 #include <sipsn/sipsn_status_code.h>
 
+#include <iterator>
+
 using namespace sipauth::client;
 
 namespace
@@ -442,3 +444,4 @@ constinit const sipauth::Step<sipauth___ClientCotransImp> sipauth___ClientCotran
     { "STATE_ERROR", sipauth___ClientCotransImpStateError, 0, "asserts the error signal and ends the process" },
     { "STATE_END", sipauth___ClientCotransImpStateEnd, 0, "ends the process" },
 };
+static_assert( std::size( sipauth___ClientCotransImpSteps ) == STATE_END + 1 );
