@@ -14,6 +14,8 @@ PB_BEGIN_DECLS
 PB_EXPORT pbScheduler *pb___SimulationCreate( uint64_t seed, int64_t changePoints );
 /// Runs one ready process. 0 when none is ready.
 PB_EXPORT pbBool pb___SimulationStep( pbScheduler *simulation );
+/// Which process ran last: its address, to be compared with and not to be used; null before the first one ran.
+PB_EXPORT const void *pb___SimulationLast( pbScheduler *simulation );
 /// How many processes are ready.
 PB_EXPORT int64_t pb___SimulationReady( pbScheduler *simulation );
 /// The clock, in milliseconds; it begins at 1,000,000.
