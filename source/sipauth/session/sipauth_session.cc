@@ -7,23 +7,6 @@
 #include "sipauth/sipauth_private.h"
 #include "tr/tr_trace.h"
 
-struct sipauthSession
-{
-    pb::Object object;
-    pb::Field<trStream> stream;
-    pb::Field<pbMonitor> monitor; ///< guards the signals, the state and extStateAcquired; the others never change
-    pb::Field<sipauthStack> stack;
-    uint64_t flags;
-    pb::Field<sipauthOptions> options;
-    pb::Field<usrUser> clientUser;
-    pb::Field<usrReference> clientUserReference;
-    pb::Field<sipauthCredentials> clientCredentials;
-    pb::Field<pbSignal> updateSignal;
-    pb::Field<pbSignal> errorSignal;
-    pb::Field<sipauth___SessionState> state;
-    pbBool extStateAcquired;
-};
-
 PB_TYPE( sipauthSession, SIPAUTH_SESSION, sipauth, sipauth___SessionFreeFunc, nullptr );
 
 namespace

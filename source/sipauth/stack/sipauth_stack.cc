@@ -4,12 +4,6 @@
 #include "sipauth/stack/sipauth_stack_imp_private.h"
 #include "sipauth/stack/sipauth_stack_private.h"
 
-struct sipauthStack
-{
-    pb::Object object;
-    pb::Field<sipauth___StackImp> imp;
-};
-
 PB_TYPE( sipauthStack, SIPAUTH_STACK, sipauth, sipauth___StackFreeFunc, nullptr );
 
 sipauthStack *sipauthStackCreate( sipauthOptions *options, trAnchor *anchor )

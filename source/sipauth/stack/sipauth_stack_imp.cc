@@ -6,26 +6,10 @@
 #include "pb/pb_process_object.h"
 #include "pb/pb_type.h"
 #include "sipauth/base/sipauth_anchor_private.h"
-#include "sipauth/server/sipauth_server_db_private.h"
 #include "sipauth/sipauth_private.h"
 #include "tr/tr_trace.h"
 
 #include <pb/pb_int.h>
-#include <pb/pb_timer.h>
-
-struct sipauth___StackImp
-{
-    pb::Object object;
-    pb::Field<trStream> stream;
-    pb::Field<pbProcess> isProcess;
-    pb::Field<pbSignalable> signalable;
-    pb::Field<pbTimer> timer;     ///< when to look for old challenges again
-    pb::Field<pbMonitor> monitor; ///< guards the fields below, except the database, which has its own
-    pb::Field<sipauthOptions> options;
-    pb::Field<pbSignal> configurationSignal;
-    pb::Field<sipauthOptions> configuration; ///< the options that were applied last
-    pb::Field<sipauth___ServerDb> serverDb;
-};
 
 PB_TYPE( sipauth___StackImp, SIPAUTH___STACK_IMP, sipauth, sipauth___StackImpFreeFunc, nullptr );
 

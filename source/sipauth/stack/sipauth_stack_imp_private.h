@@ -2,7 +2,12 @@
 #ifndef SIPAUTH_STACK_SIPAUTH_STACK_IMP_PRIVATE_H
 #define SIPAUTH_STACK_SIPAUTH_STACK_IMP_PRIVATE_H
 
+#include "pb/pb_object.h"
+#include "sipauth/server/sipauth_server_db_private.h"
+
+#include <pb/pb_monitor.h>
 #include <pb/pb_signal.h>
+#include <pb/pb_timer.h>
 #include <sipauth/sipauth_authorization.h>
 #include <sipauth/sipauth_options.h>
 #include <sipauth/sipauth_server_challenge.h>
@@ -57,5 +62,19 @@ void sipauth___StackImpSetServerChallenge( sipauth___StackImp *imp, sipauthServe
                                            trAnchor *anchor );
 
 PB_END_DECLS
+
+struct sipauth___StackImp
+{
+    pb::Object object;
+    pb::Field<trStream> stream;
+    pb::Field<pbProcess> isProcess;
+    pb::Field<pbSignalable> signalable;
+    pb::Field<pbTimer> timer;     ///< when to look for old challenges again
+    pb::Field<pbMonitor> monitor; ///< guards the fields below, except the database, which has its own
+    pb::Field<sipauthOptions> options;
+    pb::Field<pbSignal> configurationSignal;
+    pb::Field<sipauthOptions> configuration; ///< the options that were applied last
+    pb::Field<sipauth___ServerDb> serverDb;
+};
 
 #endif
