@@ -8,6 +8,7 @@
 #include "usr/usr_driver.h"
 
 #include <pb/pb_signal.h>
+#include <pb/pb_timer.h>
 #include <tr/tr_recorder.h>
 #include <usr/usr_lookup.h>
 #include <usr/usr_query.h>

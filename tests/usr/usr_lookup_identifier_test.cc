@@ -14,8 +14,16 @@ using namespace fake;
 class LookupIdentifier : public Simulated
 {
 protected:
-    LookupIdentifier() { csSetObject( string( "users" ), usrDirectoryObj( users ) ); }
-    ~LookupIdentifier() override { csSetObject( string( "users" ), nullptr ); }
+    LookupIdentifier()
+    {
+        pbModuleStart( usrModule() );
+        csSetObject( string( "users" ), usrDirectoryObj( users ) );
+    }
+    ~LookupIdentifier() override
+    {
+        csSetObject( string( "users" ), nullptr );
+        pbModuleStop( usrModule() );
+    }
 
     pb::Ref<usrLookupIdentifier> lookup( const char *directoryName, const char *userId )
     {
