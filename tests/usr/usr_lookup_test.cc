@@ -246,6 +246,21 @@ TEST_F( Lookup, IsRefusedWhenTooManyAreOpen )
     state->calls.clear();
 }
 
+TEST_F( Lookup, IsRefusedWhenMoreAreOpenThanALaterConfigurationAllows )
+{
+    auto users = directory();
+    auto first = lookupIn( users, "a" );
+    auto second = lookupIn( users, "b" );
+    auto config = Store().set( "driver", "fake" ).set( "maxLookups", int64_t{ 1 } );
+    EXPECT_TRUE( usrDirectoryTrySetConfig( users, config, nullptr ) );
+    EXPECT_EQ( lookupIn( users, "c" ).get(), nullptr );
+    answer( state->calls[0] );
+    EXPECT_EQ( lookupIn( users, "c" ).get(), nullptr );
+    answer( state->calls[1] );
+    EXPECT_NE( lookupIn( users, "c" ).get(), nullptr );
+    state->calls.clear();
+}
+
 TEST_F( Lookup, EndsAllTheSameWhenItsOwnerGivesItUp )
 {
     auto users = directory( Store().set( "maxLookups", int64_t{ 1 } ) );
