@@ -59,6 +59,8 @@ inline constexpr Target targets[] = {
     { "database/take/1000", "bare/md5/auth", 2.4, 2 },
     { "database/take/100000", "bare/md5/auth", 6, 2 },
     { "database/take/1000000", "bare/md5/auth", 9, 2 },
+    { "process/one", "bare/md5/auth", 0.3, 0.1 },
+    { "process/hundred", "bare/md5/auth", 0, 0 },
 };
 
 } // namespace bench
