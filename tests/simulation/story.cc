@@ -3,6 +3,7 @@
 
 #include <cstdarg>
 #include <cstdio>
+#include <cstdlib>
 
 namespace simulation
 {
@@ -46,6 +47,13 @@ void Story::show( std::string_view bytes )
     }
 }
 
+static uint64_t seedAtWork = 0;
+
+void setSeed( uint64_t seed )
+{
+    seedAtWork = seed;
+}
+
 void broken( const char *format, ... )
 {
     char text[512];
@@ -53,7 +61,9 @@ void broken( const char *format, ... )
     va_start( arguments, format );
     std::vsnprintf( text, sizeof text, format, arguments );
     va_end( arguments );
-    throw Broken{ text };
+    std::fflush( stdout );
+    std::fprintf( stderr, "sipauth-sim: seed %llu: %s\n", static_cast<unsigned long long>( seedAtWork ), text );
+    std::_Exit( 1 );
 }
 
 } // namespace simulation

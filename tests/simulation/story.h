@@ -32,13 +32,11 @@ private:
     uint64_t hash_ = 0xCBF29CE484222325u;
 };
 
-/// A rule of the world was broken: prints what, and throws it.
-struct Broken
-{
-    std::string what;
-};
-
+/// A rule of the world was broken: says which, under which seed, and ends the process with status 1.
 [[noreturn, gnu::format( printf, 1, 2 )]] void broken( const char *format, ... );
+
+/// The seed that a message about a broken rule names.
+void setSeed( uint64_t seed );
 
 } // namespace simulation
 

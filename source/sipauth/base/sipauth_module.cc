@@ -6,6 +6,7 @@
 #include "sipauth/base/sipauth_scheme_private.h"
 #include "sipauth/digest/sipauth_digest_algorithm_private.h"
 #include "sipauth/digest/sipauth_digest_qop_private.h"
+#include "sipauth/session/sipauth_session_flags_private.h"
 #include "sipauth/sipauth_private.h"
 
 #include <cry/cry_hash.h>
@@ -39,11 +40,13 @@ pbBool sipauth___ModuleStartup()
     sipauth___SchemeStartup();
     sipauth___DigestAlgorithmStartup();
     sipauth___DigestQopStartup();
+    sipauth___SessionFlagsStartup();
     return 1;
 }
 
 void sipauth___ModuleShutdown()
 {
+    sipauth___SessionFlagsShutdown();
     sipauth___DigestQopShutdown();
     sipauth___DigestAlgorithmShutdown();
     sipauth___SchemeShutdown();
