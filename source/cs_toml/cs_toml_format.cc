@@ -39,7 +39,7 @@ public:
 private:
     bool decodeModules()
     {
-        if( !isTable( { modulesKey } ) )
+        if( !has( { modulesKey } ) )
             return true;
         auto versions = pb::own( pbStoreStoreCstr( text_.store, modulesKey, -1 ) );
         if( !versions )
@@ -57,7 +57,7 @@ private:
 
     bool decodeObjects()
     {
-        if( !isTable( { objectKey } ) )
+        if( !has( { objectKey } ) )
             return true;
         auto objects = pb::own( pbStoreStoreCstr( text_.store, objectKey, -1 ) );
         if( !objects )
@@ -108,7 +108,7 @@ private:
         return found;
     }
 
-    bool isTable( const Path &path ) { return find( text_, path ) != nullptr; }
+    bool has( const Path &path ) { return find( text_, path ) != nullptr; }
 
     // A word that nobody knows is most likely a mistake in one that matters.
     bool checkKeys( pbStore *store, Path path, std::pair<const char *, const char *> known )
@@ -127,7 +127,7 @@ private:
 
     bool refuse( const Path &path, const std::string &what )
     {
-        return refuse( find( text_, path )->key, "'" + joined( path ) + "' " + what );
+        return refuse( find( text_, path )->key, "'" + cs_toml::joined( path ) + "' " + what );
     }
 
     bool refuse( const cs_toml::Place &place, const std::string &what )
