@@ -13,6 +13,7 @@
 #include <algorithm>
 #include <memory>
 #include <new>
+#include <utility>
 #include <vector>
 
 namespace
@@ -101,6 +102,7 @@ public:
     Load( const Load & ) = delete;
     Load &operator=( const Load & ) = delete;
 
+    /// False with *REASON set, which is not null.
     bool tryPrepare( pbString **reason )
     {
         auto file = pb::own( csFileTryRead( configuration_->format, configuration_->path, reason ) );
@@ -174,10 +176,9 @@ private:
 
     void refuse( pbString *name, pbString **reason )
     {
-        if( reason )
-            pb::own( std::exchange( *reason, pbStringCreateFromFormatCstr( "%s: object '%s' cannot be made", -1,
-                                                                           configuration_->path.get(), name ) ) )
-                .clear();
+        auto text = pb::own(
+            pbStringCreateFromFormatCstr( "%s: object '%s' cannot be made", -1, configuration_->path.get(), name ) );
+        std::swap( *reason, *text.inout() );
     }
 
     // Ends an object of before unless it stays. A name that another object has now keeps that one.

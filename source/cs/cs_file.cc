@@ -8,6 +8,7 @@
 #include <pb/pb_std.hh>
 
 #include <cstdlib>
+#include <utility>
 
 struct csFile
 {
@@ -34,7 +35,7 @@ namespace
 void setReason( const std::string &text, pbString **reason )
 {
     if( reason )
-        pb::own( std::exchange( *reason, pb::string( text ).give() ) ).clear();
+        std::swap( *reason, *pb::string( text ).inout() );
 }
 
 // "path: what"; what begins with the line where there is one.

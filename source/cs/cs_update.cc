@@ -7,6 +7,8 @@
 #include <cs/cs_object_record.h>
 #include <cs/cs_update.h>
 
+#include <utility>
+
 struct csUpdate
 {
     pb::Object object;
@@ -50,9 +52,9 @@ pb::Ref<pbString> moduleKey( const pbModule *module )
 void setReason( pbString *name, pb::Ref<pbString> text, pbString **objectName, pbString **reason )
 {
     if( objectName )
-        pb::own( std::exchange( *objectName, pb::share( name ).give() ) ).clear();
+        std::swap( *objectName, *pb::share( name ).inout() );
     if( reason )
-        pb::own( std::exchange( *reason, text.give() ) ).clear();
+        std::swap( *reason, *text.inout() );
 }
 
 // Why an object cannot be taken; null when it can.

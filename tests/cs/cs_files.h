@@ -133,15 +133,14 @@ inline pbBuffer *encodeLines( csUpdate *update, pbBuffer *old )
     {
         auto module = own( pbStoreKeyAt( versions, index ) );
         if( !pbStringEqualsCstr( module, "remark", -1 ) )
-            text += "version " + support::text( module ) + " " + support::textOf( pbStoreValue( versions, module ) ) +
-                    "\n";
+            text +=
+                "version " + support::text( module ) + " " + support::textOf( pbStoreValue( versions, module ) ) + "\n";
     }
     auto names = own( csUpdateAllObjects( update ) );
     for( int64_t index = 0; index < csUpdateObjectsLength( names ); index++ )
     {
         auto name = own( csUpdateObjectsNameAt( names, index ) );
-        std::string begin =
-            support::text( name ) + " " + support::textOf( csUpdateObjectSortName( update, name ) );
+        std::string begin = support::text( name ) + " " + support::textOf( csUpdateObjectSortName( update, name ) );
         auto config = own( csUpdateObjectConfig( update, name ) );
         if( pbStoreLength( config ) == 0 )
             text += begin + "\n";
@@ -149,8 +148,9 @@ inline pbBuffer *encodeLines( csUpdate *update, pbBuffer *old )
         {
             auto key = own( pbStoreKeyAt( config, at ) );
             int64_t number = 0;
-            std::string value = pbStoreValueInt( config, key, &number ) ? std::to_string( number )
-                                                                       : support::textOf( pbStoreValue( config, key ) );
+            std::string value = pbStoreValueInt( config, key, &number )
+                                    ? std::to_string( number )
+                                    : support::textOf( pbStoreValue( config, key ) );
             text += begin + " " + support::text( key ) + " " + value + "\n";
         }
     }

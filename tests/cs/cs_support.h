@@ -86,8 +86,8 @@ inline pb::Ref<pbObj> stringObject( const char *text )
 }
 
 /// A sort of objects for configurations: buffers, whose configurations are kept here. A configuration has an "id", for
-/// the log, a "size" (10 without it, not below 0), and a nested "more.size" of the same kind; an object with the size 13
-/// cannot be made.
+/// the log, a "size" (10 without it, not below 0), and a nested "more.size" of the same kind; an object with the size
+/// 13 cannot be made.
 class Things
 {
 public:
@@ -160,8 +160,8 @@ private:
     }
 
     static inline Things *current_ = nullptr;
-    pb::Ref<csSortBackend> backend_ = own(
-        csSortBackendCreate( pbBufferSort(), tryCreate, config, setConfig, normalize, check, complete, end ) );
+    pb::Ref<csSortBackend> backend_ =
+        own( csSortBackendCreate( pbBufferSort(), tryCreate, config, setConfig, normalize, check, complete, end ) );
     std::vector<std::string> log_;
     std::map<pbObj *, pb::Ref<pbStore>> configs_;
 };
