@@ -20,9 +20,9 @@ std::string encoded( sipsnMessage *message )
     return pb::bytes( pb::own( sipsnMessageEncode( message ) ).get() );
 }
 
-ClientTransaction::ClientTransaction( World &world, int number, Relation &relation, sipauthChallenge *challenge,
-                                      int attempt )
-    : Host( world, number ), session( relation.client ), relation( relation ), attempt( attempt )
+ClientTransaction::ClientTransaction( World &world, int itsNumber, Relation &itsRelation, sipauthChallenge *challenge,
+                                      int itsAttempt )
+    : Host( world, itsNumber ), session( itsRelation.client ), relation( itsRelation ), attempt( itsAttempt )
 {
     constexpr const char *methods[] = { "REGISTER", "INVITE", "OPTIONS", "MESSAGE", "INVITE" };
     method = methods[world.random.below( 5 )];
@@ -32,8 +32,9 @@ ClientTransaction::ClientTransaction( World &world, int number, Relation &relati
         body_ = "body of " + std::to_string( number );
     sessionHadFailed = sipauthSessionError( session->session );
 
-    cotrans = pb::own( challenge ? sipauthClientCotransCreateWithInitialChallenge( session->session, challenge, nullptr )
-                                 : sipauthClientCotransCreate( session->session, nullptr ) );
+    cotrans =
+        pb::own( challenge ? sipauthClientCotransCreateWithInitialChallenge( session->session, challenge, nullptr )
+                           : sipauthClientCotransCreate( session->session, nullptr ) );
     inside = pb::share( cotrans->imp.get() );
     sipauthClientCotransRequestReadAddAlertable( cotrans, alertable_ );
     sipauthClientCotransResponseReadAddAlertable( cotrans, alertable_ );
@@ -55,8 +56,8 @@ std::string ClientTransaction::text( const std::string &ofMethod ) const
     std::string number = std::to_string( relation.number );
     std::string bytes = ofMethod + " sip:" + number + "@example.org SIP/2.0\r\nVia: SIP/2.0/UDP host;branch=" + branch +
                         "\r\nFrom: <sip:" + relation.userName + "@example.org>;tag=a" + number +
-                        "\r\nTo: <sip:b@example.org>\r\nCall-ID: call" + number + "\r\nCSeq: " +
-                        std::to_string( sequence_ ) + " " + ofMethod + "\r\n";
+                        "\r\nTo: <sip:b@example.org>\r\nCall-ID: call" + number +
+                        "\r\nCSeq: " + std::to_string( sequence_ ) + " " + ofMethod + "\r\n";
     const std::string &body = ofMethod == method ? body_ : std::string();
     return bytes + "Content-Length: " + std::to_string( body.size() ) + "\r\n\r\n" + body;
 }

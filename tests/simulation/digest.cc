@@ -206,10 +206,10 @@ bool answers( const DigestOffer &offer, const Parameters &authorization, const M
     if( qop == "auth-int" )
         a2 += ":" + hex( algorithm, request.body );
     a2 = hex( algorithm, a2 );
-    std::string response =
-        qop.empty() ? hex( algorithm, a1 + ":" + nonce + ":" + a2 )
-                    : hex( algorithm, a1 + ":" + nonce + ":" + authorization.get( "nc" ).value_or( "" ) + ":" + cnonce +
-                                          ":" + qop + ":" + a2 );
+    std::string response = qop.empty()
+                               ? hex( algorithm, a1 + ":" + nonce + ":" + a2 )
+                               : hex( algorithm, a1 + ":" + nonce + ":" + authorization.get( "nc" ).value_or( "" ) +
+                                                     ":" + cnonce + ":" + qop + ":" + a2 );
     return authorization.get( "response" ) == response;
 }
 

@@ -129,4 +129,12 @@ int64_t Directory::nextDue() const
     return next;
 }
 
+bool Directory::waiting() const
+{
+    for( const Inquiry &inquiry : inquiries_ )
+        if( inquiry.request && !usr___RequestEnded( inquiry.request ) )
+            return true;
+    return false;
+}
+
 } // namespace simulation

@@ -20,7 +20,7 @@ struct Inquiry
     std::string userName;
     int64_t due = 0; ///< when the answer comes; -1 for never
     bool answered = false;
-    std::optional<Account> answer;   ///< what the asker gets; nothing when it comes too late
+    std::optional<Account> answer;    ///< what the asker gets; nothing when it comes too late
     usr___Request *request = nullptr; ///< a reference while it waits
 };
 
@@ -42,6 +42,8 @@ public:
     bool answer( int64_t now );
     /// When the next answer is due; -1 when none is waited for.
     int64_t nextDue() const;
+    /// Whether anybody waits for an answer, also one that never comes.
+    bool waiting() const;
     /// All inquiries so far, in their order.
     const std::deque<Inquiry> &inquiries() const { return inquiries_; }
     /// The time limit of a request.

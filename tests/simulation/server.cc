@@ -17,10 +17,10 @@ static std::string branchOf( const Message &message )
     return via.substr( via.find( "branch=" ) + 7 );
 }
 
-ServerTransaction::ServerTransaction( World &world, int number, Relation &relation, int client,
+ServerTransaction::ServerTransaction( World &world, int itsNumber, Relation &itsRelation, int itsClient,
                                       const std::string &bytes )
-    : Host( world, number ), branch( branchOf( Message::parse( bytes ) ) ), client( client ), session( relation.server ),
-      request_( decoded( bytes ) )
+    : Host( world, itsNumber ), branch( branchOf( Message::parse( bytes ) ) ), relation( relation.number ),
+      client( client ), session( relation.server ), request_( decoded( bytes ) )
 {
     cotrans = pb::own( sipauthServerCotransCreate( session->session, nullptr ) );
     inside = pb::share( cotrans->imp.get() );
@@ -29,7 +29,7 @@ ServerTransaction::ServerTransaction( World &world, int number, Relation &relati
     sipauthServerCotransCancelReadAddAlertable( cotrans, alertable_ );
     sipauthServerCotransAckReadAddAlertable( cotrans, alertable_ );
     world.story.tell( world.now(), "server %d: gets %s of client %d in relation %d", number,
-                      Message::parse( bytes ).method().c_str(), client, relation.number );
+                      Message::parse( bytes ).method().c_str(), client, relation );
     sipauthServerCotransRequestWrite( cotrans, request_ );
 }
 
@@ -115,8 +115,8 @@ std::optional<Verdict> ServerTransaction::visibleVerdict() const
         return Verdict::pass;
     if( !inside->hadResponseFinal || wroteFinal )
         return std::nullopt;
-    auto last = pb::own( sipsnMessageFrom(
-        pbVectorObjAt( inside->outResponses, pbVectorLength( inside->outResponses ) - 1 ) ) );
+    auto last = pb::own(
+        sipsnMessageFrom( pbVectorObjAt( inside->outResponses, pbVectorLength( inside->outResponses ) - 1 ) ) );
     int64_t status = sipsnMessageResponseStatusCode( last );
     if( status == 403 )
         return Verdict::forbidden;
@@ -133,8 +133,8 @@ void ServerTransaction::judge()
         judgeMessage( Message::parse( encoded( request_ ) ), *verdict );
         if( *verdict == Verdict::challenge )
         {
-            auto response = pb::own( sipsnMessageFrom(
-                pbVectorObjAt( inside->outResponses, pbVectorLength( inside->outResponses ) - 1 ) ) );
+            auto response = pb::own(
+                sipsnMessageFrom( pbVectorObjAt( inside->outResponses, pbVectorLength( inside->outResponses ) - 1 ) ) );
             noteChallenge( Message::parse( encoded( response ) ) );
         }
     }

@@ -20,6 +20,11 @@ void sameLevel( pbAlert *alert, bool holds, const char *channel, int number )
         broken( "transaction %d: the alert of channel %s is %s", number, channel, holds ? "not set" : "set" );
 }
 
+bool scheduled( const pbProcess *process )
+{
+    return process->state.load() & pb::processState::scheduled;
+}
+
 } // namespace
 
 void Watch::client( ClientTransaction &transaction )
@@ -39,7 +44,7 @@ void Watch::client( ClientTransaction &transaction )
     if( wants && !imp->intSessionState )
     {
         world_.statistics.waits++;
-        if( !session->extStateAcquired && !pb___ProcessScheduled( imp->isProcess ) )
+        if( !session->extStateAcquired && !scheduled( imp->isProcess ) )
             broken( "client %d: waits for a state that is free", number );
     }
 }
@@ -59,7 +64,7 @@ void Watch::server( ServerTransaction &transaction )
     if( imp->intState == sipauth::server::STATE_CHECK_NULL && !imp->intSessionState )
     {
         world_.statistics.waits++;
-        if( !session->extStateAcquired && !pb___ProcessScheduled( imp->isProcess ) )
+        if( !session->extStateAcquired && !scheduled( imp->isProcess ) )
             broken( "server %d: waits for a state that is free", number );
     }
 }
@@ -138,7 +143,8 @@ void Watch::whenQuiet()
         const sipauth___ClientCotransImp *imp = transaction->inside;
         if( !pbProcessHalted( imp->isProcess ) && imp->intState != sipauth::client::STATE_IDLE )
             broken( "client %d is stuck in state %lld", transaction->number, static_cast<long long>( imp->intState ) );
-        if( transaction->cotrans && ( imp->outRequest || pbVectorLength( imp->outResponses ) > 0 || imp->outCancel || imp->outAck ) )
+        if( transaction->cotrans &&
+            ( imp->outRequest || pbVectorLength( imp->outResponses ) > 0 || imp->outCancel || imp->outAck ) )
             broken( "client %d: the host was not told of something to read", transaction->number );
         if( transaction->cotrans && !transaction->sent && !transaction->failed )
             broken( "client %d: the request was neither sent nor failed", transaction->number );
@@ -150,7 +156,8 @@ void Watch::whenQuiet()
         const sipauth___ServerCotransImp *imp = transaction->inside;
         if( !pbProcessHalted( imp->isProcess ) && imp->intState != sipauth::server::STATE_IDLE )
             broken( "server %d is stuck in state %lld", transaction->number, static_cast<long long>( imp->intState ) );
-        if( transaction->cotrans && ( imp->outRequest || pbVectorLength( imp->outResponses ) > 0 || imp->outCancel || imp->outAck ) )
+        if( transaction->cotrans &&
+            ( imp->outRequest || pbVectorLength( imp->outResponses ) > 0 || imp->outCancel || imp->outAck ) )
             broken( "server %d: the host was not told of something to read", transaction->number );
         if( transaction->cotrans && !transaction->accepted && !transaction->hadFinal )
             broken( "server %d: the request was neither handed out nor answered", transaction->number );

@@ -1,5 +1,5 @@
-// A simulated world: clients and servers that authenticate each other over a wire that loses, repeats, delays and forks,
-// with a directory of moods, while options change and hosts let go of things at any moment. All from one seed.
+// A simulated world: clients and servers that authenticate each other over a wire that loses, repeats, delays and
+// forks, with a directory of moods, while options change and hosts let go of things at any moment. All from one seed.
 #ifndef SIMULATION_WORLD_H
 #define SIMULATION_WORLD_H
 
@@ -109,7 +109,7 @@ public:
     std::string method;
     std::string requestBytes; ///< as it left
     std::shared_ptr<ClientSession> session;
-    pb::Ref<sipauthClientCotrans> cotrans;     ///< null once the host has let go
+    pb::Ref<sipauthClientCotrans> cotrans;      ///< null once the host has let go
     pb::Ref<sipauth___ClientCotransImp> inside; ///< kept to watch it
     Relation &relation;
     const int attempt;
@@ -153,6 +153,7 @@ public:
     void judge();
 
     const std::string branch;
+    const int relation;
     const int client; ///< the transaction that it answers
     std::shared_ptr<ServerSession> session;
     pb::Ref<sipauthServerCotrans> cotrans;
@@ -201,9 +202,9 @@ public:
     void run();
     /// Lives for so many steps and no more, for a host that is about to break a rule.
     void live( int steps );
-    /// Breaks a rule of the call order on purpose. Returns the text with which the process has to abort and, by calling
-    /// GO, does it; an empty text when no rule can be broken just now.
-    std::string breakRule( const std::function<void( const std::string & )> &announce );
+    /// Breaks a rule of the call order on purpose, having announced the text with which the process has to end. False
+    /// when there was no rule to break. Returns true only when the library let it pass.
+    bool breakRule( const std::function<void( const std::string & )> &announce );
 
     // For the transactions.
     int64_t now() const;
