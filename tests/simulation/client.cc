@@ -36,6 +36,8 @@ ClientTransaction::ClientTransaction( World &world, int itsNumber, Relation &its
         pb::own( challenge ? sipauthClientCotransCreateWithInitialChallenge( session->session, challenge, nullptr )
                            : sipauthClientCotransCreate( session->session, nullptr ) );
     inside = pb::share( cotrans->imp.get() );
+    if( challenge )
+        alternatives = sipauthChallengeAuthenticatesLength( challenge );
     sipauthClientCotransRequestReadAddAlertable( cotrans, alertable_ );
     sipauthClientCotransResponseReadAddAlertable( cotrans, alertable_ );
     sipauthClientCotransCancelReadAddAlertable( cotrans, alertable_ );
