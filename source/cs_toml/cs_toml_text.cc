@@ -80,6 +80,24 @@ private:
     Text &result_;
 };
 
+bool isBare( char ch )
+{
+    return ( ch >= 'a' && ch <= 'z' ) || ( ch >= 'A' && ch <= 'Z' ) || ( ch >= '0' && ch <= '9' ) || ch == '_' ||
+           ch == '-';
+}
+
+// What may not stand between single quotes.
+bool needsEscape( char ch )
+{
+    return static_cast<uint8_t>( ch ) < ' ' || ch == 0x7F || ch == '\'';
+}
+
+std::string escaped( char ch )
+{
+    static constexpr char digits[] = "0123456789ABCDEF";
+    return std::string( "\\u00" ) + digits[static_cast<uint8_t>( ch ) >> 4] + digits[ch & 15];
+}
+
 } // namespace
 
 Text parse( std::string_view text )
@@ -118,12 +136,15 @@ std::string quoted( const std::string &text )
 
 std::string key( const std::string &name )
 {
-    auto isBare = []( char ch )
-    {
-        return ( ch >= 'a' && ch <= 'z' ) || ( ch >= 'A' && ch <= 'Z' ) || ( ch >= '0' && ch <= '9' ) || ch == '_' ||
-               ch == '-';
-    };
-    return !name.empty() && std::all_of( name.begin(), name.end(), isBare ) ? name : quoted( name );
+    if( !name.empty() && std::all_of( name.begin(), name.end(), isBare ) )
+        return name;
+    // A key stays on its line, unlike a value with line ends, so the library's way to write values will not do.
+    if( std::none_of( name.begin(), name.end(), needsEscape ) )
+        return "'" + name + "'";
+    std::string text = "\"";
+    for( char ch : name )
+        text += needsEscape( ch ) || ch == '"' || ch == '\\' ? escaped( ch ) : std::string( 1, ch );
+    return text + "\"";
 }
 
 } // namespace cs_toml
