@@ -35,8 +35,16 @@ PB_EXPORT sipauthUsrLookup *sipauthUsrLookupTryCreate( usrDirectory *directory, 
                                                        trAnchor *anchor );
 /// The directory.
 PB_EXPORT usrDirectory *sipauthUsrLookupDirectory( sipauthUsrLookup *lookup );
+// A function with the name of a type is what is meant here, so a C++ user's compiler need not tell.
+#ifdef __cplusplus
+#pragma GCC diagnostic push
+#pragma GCC diagnostic ignored "-Wshadow"
+#endif
 /// The arguments.
 PB_EXPORT struct sipauthUsrLookupArguments *sipauthUsrLookupArguments( sipauthUsrLookup *lookup );
+#ifdef __cplusplus
+#pragma GCC diagnostic pop
+#endif
 /// Completes an anchor with the lookup's stream.
 PB_EXPORT void sipauthUsrLookupTraceCompleteAnchor( sipauthUsrLookup *lookup, trAnchor *anchor );
 /// 1 once the lookup has ended, else 0.

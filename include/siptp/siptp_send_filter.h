@@ -32,7 +32,8 @@ PB_EXPORT pbBool siptpSendFilterEquals( siptpSendFilter *objA, siptpSendFilter *
 PB_EXPORT const pbModule *siptpModule( void );
 /// A new send filter. TRYEXECUTE( CLOSURE, MESSAGE, ANCHOR ) is called with the message that leaves, which it may
 /// replace through the reference, and an anchor or null; it returns 1 when it changed the message, else 0. It may be
-/// called from any thread, several times, also at once. The filter keeps a reference of CLOSURE.
+/// called from any thread, several times, also at once. The filter keeps a reference of CLOSURE,
+/// which may be null.
 PB_EXPORT siptpSendFilter *siptpSendFilterCreate( pbBool ( *tryExecute )( pbObj *closure, sipsnMessage **message,
                                                                           trAnchor *anchor ),
                                                   pbObj *closure );

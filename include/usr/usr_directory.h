@@ -1,6 +1,7 @@
 // User directories: where users and their passwords are kept. A directory is an object of the configuration, with one
 // of the drivers that are registered. Every lookup and query ends, with a result or without one, within the directory's
-// time limit.
+// time limit. A directory belongs to the scheduler that is the current one when first a lookup or query stays open; as
+// long as its driver answers at once, as the driver "memory" does, it needs none.
 #ifndef USR_USR_DIRECTORY_H
 #define USR_USR_DIRECTORY_H
 
@@ -30,16 +31,27 @@ PB_EXPORT int64_t usrDirectoryCompare( usrDirectory *objA, usrDirectory *objB );
 /// 1 when usrDirectoryCompare gives 0, else 0.
 PB_EXPORT pbBool usrDirectoryEquals( usrDirectory *objA, usrDirectory *objB );
 
-/// A directory under the name by which configurations know it.
-PB_EXPORT usrDirectory *usrDirectoryCreate( pbString *name );
-/// The name.
-PB_EXPORT pbString *usrDirectoryName( usrDirectory *directory );
 /// A new directory as a configuration describes it, or null with *REASON (when REASON is not null) set to a new string
 /// that says what is wrong with which key. The keys that all directories have: "driver" (the name of a driver that is
 /// registered, "memory" without the key), "lookupTimeout" (milliseconds, 2000 without it, 1 to 600,000), "maxLookups"
 /// (how many lookups and queries may be open at once, 1000 without it, 1 to 1,000,000); the others are the driver's.
 /// ANCHOR may be null. CONFIG may be null for an empty directory in memory.
+/// The keys of the driver "memory": "users", a store of stores (their keys are labels without meaning) with "userName",
+/// "userId" (the user name without it), "realm" (optional), "password" or "passwordBase64" (the password's UTF-8 in
+/// base 64; a user without password is never found), "enabled" (true without it).
 PB_EXPORT usrDirectory *usrDirectoryTryCreate( pbStore *config, trAnchor *anchor, pbString **reason );
+/// 1 when a configuration, which may be null, can be taken as far as can be told without making a directory; else 0
+/// with *REASON as above.
+PB_EXPORT pbBool usrDirectoryCheckConfig( pbStore *config, pbString **reason );
+/// A new store: the canonical form of a configuration, which may be null. STOREFLAGS is 0, or 1 to write out also what
+/// has its default. A configuration that cannot be taken is returned as it is.
+PB_EXPORT pbStore *usrDirectoryNormalizeConfig( pbStore *config, int64_t storeFlags );
+/// A new store: the present configuration in canonical form, for the driver "memory" with the users as they are now.
+PB_EXPORT pbStore *usrDirectoryConfig( usrDirectory *directory, int64_t storeFlags );
+/// Gives a directory another configuration: 1, or 0 with *REASON as above, and then the directory goes on unchanged.
+/// Lookups and queries that are open keep the limits and the driver with which they began. Without a change for the
+/// driver it goes on as it is, in memory with the users that were added meanwhile.
+PB_EXPORT pbBool usrDirectoryTrySetConfig( usrDirectory *directory, pbStore *config, pbString **reason );
 /// Completes an anchor with the directory's stream.
 PB_EXPORT void usrDirectoryTraceCompleteAnchor( usrDirectory *directory, trAnchor *anchor );
 

@@ -30,9 +30,9 @@ PB_EXPORT int64_t usrLookupCompare( usrLookup *objA, usrLookup *objB );
 PB_EXPORT pbBool usrLookupEquals( usrLookup *objA, usrLookup *objB );
 
 /// Starts a lookup. KIND says what the arguments are, a length of -1 means up to the NUL: directories know "sipauth",
-/// with the arguments "userName" and "realm" (optional). FLAGS is 0. Null when the directory does not know the kind or
-/// has too many lookups open; its stream says which. ANCHOR may be null. A lookup that its owner gives up ends all the
-/// same.
+/// with the arguments "userName" and "realm" (optional). FLAGS is 0. Null when the directory does not know the kind,
+/// the user name is missing or too many lookups are open; the lookup's stream, linked to ANCHOR, says which. ANCHOR may
+/// be null. A lookup that its owner gives up ends all the same. The directory lives at least as long as the lookup.
 PB_EXPORT usrLookup *usrLookupTryCreateCstr( usrDirectory *directory, const char *kind, int64_t kindLength,
                                              pbStore *arguments, int64_t flags, trAnchor *anchor );
 /// 1 once the lookup has ended, else 0.
@@ -41,7 +41,7 @@ PB_EXPORT pbBool usrLookupEnd( usrLookup *lookup );
 PB_EXPORT void usrLookupEndAddSignalable( usrLookup *lookup, pbSignalable *signalable );
 /// Takes a signalable out again.
 PB_EXPORT void usrLookupEndDelSignalable( usrLookup *lookup, pbSignalable *signalable );
-/// The user that was found; null before the end and when there is none.
+/// The user that was found, each time the same; null before the end and when there is none.
 PB_EXPORT usrUser *usrLookupResult( usrLookup *lookup );
 /// 1 when there is a result, else 0.
 PB_EXPORT pbBool usrLookupHasResult( usrLookup *lookup );

@@ -31,8 +31,9 @@ PB_EXPORT pbBool usrQueryEquals( usrQuery *objA, usrQuery *objB );
 
 /// Starts a query. NAME says what is asked for, a length of -1 means up to the NUL: directories know
 /// "sipauthCredentials", answered with a store with "userName" and "passwordBase64". A query that the directory does
-/// not know, or cannot take because too many are open, ends at once without result; its stream says which. ANCHOR may
-/// be null.
+/// not know, or cannot take because too many are open, ends at once without result; its stream says which. A query for
+/// the credentials of a user that a lookup found has ended with a result when this returns. ARGUMENTS is an empty
+/// store. ANCHOR may be null.
 PB_EXPORT usrQuery *usrQueryCreateCstr( usrUser *user, const char *name, int64_t nameLength, pbStore *arguments,
                                         trAnchor *anchor );
 /// 1 once the query has ended, else 0.

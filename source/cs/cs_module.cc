@@ -1,6 +1,7 @@
 // The module record of the configuration service.
 #include "cs/cs_private.h"
 
+#include "cs/cs_object_private.h"
 #include "pb/pb_module_private.h"
 
 #include <cs/cs_object_record.h>
@@ -10,7 +11,7 @@ static constexpr pb___ModuleRecord record = { "cs", "Configuration Service", "4.
 static const pbModule *( *const needs[] )() = { pbBaseModule, trModule, nullptr };
 static int64_t starts = 0;
 
-constinit const pbModule cs___module = { &record, needs, nullptr, nullptr, &starts };
+constinit const pbModule cs___module = { &record, needs, nullptr, cs::clearObjects, &starts };
 
 const pbModule *csModule()
 {

@@ -41,9 +41,20 @@ TEST( StatusCode, HasTheReasonPhraseOfTheStandard )
     EXPECT_STREQ( sipsnStatusCodeReasonPhrase( 606 ), "Not Acceptable" );
 }
 
+TEST( StatusCode, HasTheReasonPhrasesOfExtensions )
+{
+    EXPECT_STREQ( sipsnStatusCodeReasonPhrase( 199 ), "Early Dialog Terminated" );
+    EXPECT_STREQ( sipsnStatusCodeReasonPhrase( 202 ), "Accepted" );
+    EXPECT_STREQ( sipsnStatusCodeReasonPhrase( 422 ), "Session Interval Too Small" );
+    EXPECT_STREQ( sipsnStatusCodeReasonPhrase( 489 ), "Bad Event" );
+    EXPECT_STREQ( sipsnStatusCodeReasonPhrase( 494 ), "Security Agreement Required" );
+    EXPECT_STREQ( sipsnStatusCodeReasonPhrase( 580 ), "Precondition Failure" );
+    EXPECT_STREQ( sipsnStatusCodeReasonPhrase( 608 ), "Rejected" );
+}
+
 TEST( StatusCode, FallsBackToTheNameOfItsClass )
 {
-    EXPECT_STREQ( sipsnStatusCodeReasonPhrase( 199 ), "Provisional" );
+    EXPECT_STREQ( sipsnStatusCodeReasonPhrase( 198 ), "Provisional" );
     EXPECT_STREQ( sipsnStatusCodeReasonPhrase( 299 ), "Successful" );
     EXPECT_STREQ( sipsnStatusCodeReasonPhrase( 399 ), "Redirection" );
     EXPECT_STREQ( sipsnStatusCodeReasonPhrase( 409 ), "Request Failure" );

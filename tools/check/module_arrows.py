@@ -17,7 +17,7 @@ PLATFORM = {
     "iri": {"pb"},
     "cry": {"pb"},
     "cs": {"pb", "tr"},
-    "usr": {"pb", "tr", "cs"},
+    "usr": {"pb", "tr", "rfc", "cs"},
     "sipsn": {"pb", "tr", "iri"},
     "sipbn": {"pb", "tr", "iri", "sipsn"},
     "siptp": {"pb", "tr", "iri", "sipsn"},

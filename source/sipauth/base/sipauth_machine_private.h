@@ -40,7 +40,7 @@ void runMachine( Imp *imp, const Step<Imp> ( &steps )[count] )
         int64_t next = steps[state].run( imp );
         if( next == state )
             return;
-        PB_ASSERT( steps[state].next >> next & 1 );
+        PB_ASSERT( static_cast<uint64_t>( next ) < count && steps[state].next >> next & 1 );
         imp->intState = next;
     }
 }

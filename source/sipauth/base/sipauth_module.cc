@@ -6,6 +6,7 @@
 #include "sipauth/base/sipauth_scheme_private.h"
 #include "sipauth/digest/sipauth_digest_algorithm_private.h"
 #include "sipauth/digest/sipauth_digest_qop_private.h"
+#include "sipauth/session/sipauth_session_flags_private.h"
 #include "sipauth/sipauth_private.h"
 
 #include <cry/cry_hash.h>
@@ -13,14 +14,16 @@
 #include <iri/iri_gens.h>
 #include <rfc/rfc_base.h>
 #include <sipauth/sipauth_module.h>
+#include <sipbn/sipbn_method.h>
 #include <sipsn/sipsn_message.h>
+#include <siptp/siptp_send_filter.h>
 #include <tr/tr_stream.h>
 #include <usr/usr_reference.h>
 
 static constexpr pb___ModuleRecord record = { "sipauth", "SIP Authentication", "4.2",
                                               "cry cs iri pb rfc sipbn sipsn siptp tr usr" };
-static const pbModule *( *const needs[] )() = { cryModule,   csModule, iriModule, rfcModule,
-                                                sipsnModule, trModule, usrModule, nullptr };
+static const pbModule *( *const needs[] )() = { cryModule,   csModule,    iriModule, rfcModule, sipbnModule,
+                                                sipsnModule, siptpModule, trModule,  usrModule, nullptr };
 static int64_t starts = 0;
 
 constinit const pbModule sipauth___module = { &record, needs, sipauth___ModuleStartup, sipauth___ModuleShutdown,
@@ -37,11 +40,13 @@ pbBool sipauth___ModuleStartup()
     sipauth___SchemeStartup();
     sipauth___DigestAlgorithmStartup();
     sipauth___DigestQopStartup();
+    sipauth___SessionFlagsStartup();
     return 1;
 }
 
 void sipauth___ModuleShutdown()
 {
+    sipauth___SessionFlagsShutdown();
     sipauth___DigestQopShutdown();
     sipauth___DigestAlgorithmShutdown();
     sipauth___SchemeShutdown();

@@ -1,10 +1,19 @@
-// The challenges that a stack keeps.
+// The body of a stack, no more than its implementation, and the challenges that it keeps.
 #ifndef SIPAUTH_STACK_SIPAUTH_STACK_PRIVATE_H
 #define SIPAUTH_STACK_SIPAUTH_STACK_PRIVATE_H
+
+#include "pb/pb_object.h"
+#include "sipauth/stack/sipauth_stack_imp_private.h"
 
 #include <sipauth/sipauth_authorization.h>
 #include <sipauth/sipauth_server_challenge.h>
 #include <sipauth/sipauth_stack.h>
+
+struct sipauthStack
+{
+    pb::Object object;
+    pb::Field<sipauth___StackImp> imp;
+};
 
 PB_BEGIN_DECLS
 

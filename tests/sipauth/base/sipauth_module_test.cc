@@ -29,6 +29,8 @@ TEST( Module, RebuildsItsEnumerationsAtEachStart )
         EXPECT_EQ( sipauthDigestAlgorithmFromString( string( "SIPAUTH_DIGEST_ALGORITHM_SHA512_SESS" ) ),
                    SIPAUTH_DIGEST_ALGORITHM_SHA512_SESS );
         EXPECT_EQ( sipauthDigestQopFromString( string( "SIPAUTH_DIGEST_QOP_AUTH_INT" ) ), SIPAUTH_DIGEST_QOP_AUTH_INT );
+        EXPECT_EQ( sipauthSessionFlagsFromString( string( "SIPAUTH_SESSION_FLAG_PROXY" ) ),
+                   uint64_t{ SIPAUTH_SESSION_FLAG_PROXY } );
         pbModuleStop( sipauthModule() );
     }
 }

@@ -158,7 +158,7 @@ TEST( NullDeathTest, OptionsAreNamed )
     EXPECT_DEFAULTABLE_REFUSES_NULL( path, ServerDigestAcceptNonceReuse, 1 );
     EXPECT_DEFAULTABLE_REFUSES_NULL( path, ServerDigestOmitOpaque, 1 );
     EXPECT_DEFAULTABLE_REFUSES_NULL( path, RfcBaseOptions, own( rfcBaseOptionsCreate() ) );
-    auto directory = own( usrDirectoryCreate( string( "users" ) ) );
+    auto directory = own( usrDirectoryTryCreate( nullptr, nullptr, nullptr ) );
     auto reference = own( usrReferenceCreate( string( "users" ), string( "alice" ) ) );
     EXPECT_OBJECT_REFUSES_NULL( path, sipauthOptions, opt, ClientUsrReference, reference );
     EXPECT_OBJECT_REFUSES_NULL( path, sipauthOptions, opt, ServerRealm, string( "example.com" ) );

@@ -306,7 +306,7 @@ TEST_F( Options, KeepTheReferences )
 {
     auto opt = own( sipauthOptionsCreate() );
     auto reference = own( usrReferenceCreate( string( "users" ), string( "17" ) ) );
-    auto directory = own( usrDirectoryCreate( string( "users" ) ) );
+    auto directory = own( usrDirectoryTryCreate( nullptr, nullptr, nullptr ) );
     sipauthOptionsSetClientUsrReference( opt.inout(), reference );
     sipauthOptionsSetServerRealm( opt.inout(), string( "example.org" ) );
     sipauthOptionsSetServerUsrDirectory( opt.inout(), directory );
@@ -403,7 +403,7 @@ TEST_F( Options, StoreTheReferencesInTheirPlacesWheneverSet )
     auto opt = own( sipauthOptionsCreate() );
     sipauthOptionsSetClientUsrReference( opt.inout(), own( usrReferenceCreate( string( "users" ), string( "17" ) ) ) );
     sipauthOptionsSetServerRealm( opt.inout(), string( "example.org" ) );
-    sipauthOptionsSetServerUsrDirectory( opt.inout(), own( usrDirectoryCreate( string( "users" ) ) ) );
+    sipauthOptionsSetServerUsrDirectory( opt.inout(), own( usrDirectoryTryCreate( nullptr, nullptr, nullptr ) ) );
     sipauthOptionsSetServerUsrDirectoryName( opt.inout(), string( "users" ) );
     const std::vector<std::string> references = { "clientUsrReference", "serverRealm", "serverUsrDirectoryName" };
     EXPECT_EQ( keys( own( sipauthOptionsStore( opt, 0 ) ) ), references );

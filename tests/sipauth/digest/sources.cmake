@@ -1,6 +1,7 @@
 # Digest authentication.
 list( APPEND sipauth_test_sources
     digest/sipauth_digest_algorithm_test.cc
+    digest/sipauth_digest_filter_test.cc
     digest/sipauth_digest_qop_test.cc
     digest/sipauth_digest_random_test.cc
     digest/sipauth_digest_state_test.cc

@@ -1,0 +1,4 @@
+# Stacks.
+list( APPEND sipauth_sources
+    stack/sipauth_stack.cc
+    stack/sipauth_stack_imp.cc )

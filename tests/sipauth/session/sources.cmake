@@ -1,0 +1,3 @@
+# Sessions.
+list( APPEND sipauth_test_sources
+    session/sipauth_session_flags_test.cc )
