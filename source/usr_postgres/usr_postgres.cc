@@ -101,6 +101,11 @@ pbObj *tryCreate( pbStore *config, trStream *stream, pbString **reason )
     }
     auto object = pb::create<usrPostgres>( usrPostgresSort() );
     object->users = new Users( std::move( settings ), stream );
+    if( !object->users->pool.tryStart() )
+    {
+        usr_seal::failed( reason, "connection: no file descriptors left" );
+        return nullptr;
+    }
     return usrPostgresObj( object.give() );
 }
 
@@ -155,8 +160,8 @@ int64_t list( pbObj *driver, pbVector **users, pbString **reason )
     return usersOf( driver ).administration.list( users, reason );
 }
 
-constexpr usr___Driver driver = { "postgres", tryCreate,  close,      lookup, query, add,
-                                  setPassword, setEnabled, removeUser, list,   check, nullptr, nullptr };
+constexpr usr___Driver driver = { "postgres", tryCreate,  close, lookup, query,   add,    setPassword,
+                                  setEnabled, removeUser, list,  check,  nullptr, nullptr };
 
 } // namespace
 

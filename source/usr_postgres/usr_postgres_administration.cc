@@ -84,8 +84,7 @@ int64_t Administration::add( pbString *userId, pbString *userName, pbString *rea
     Row row{ utf8( userId ), utf8( userName ), usr_seal::optionalUtf8( realm ), true, 0, {} };
     std::string why;
     if( !storable( row.id, "userId", why ) || !storable( row.name, "userName", why ) ||
-        !storable( row.realm.value_or( "" ), "realm", why ) || !session_.begin( why ) ||
-        !seal( row, password, why ) )
+        !storable( row.realm.value_or( "" ), "realm", why ) || !session_.begin( why ) || !seal( row, password, why ) )
         return usr_seal::failed( reason, why );
     std::string key = std::to_string( row.key );
     Parameters parameters;

@@ -22,8 +22,7 @@ std::string oneLine( std::string text )
 
 std::string bytesAt( PGresult *result, int row, int column )
 {
-    return std::string( PQgetvalue( result, row, column ),
-                        static_cast<size_t>( PQgetlength( result, row, column ) ) );
+    return std::string( PQgetvalue( result, row, column ), static_cast<size_t>( PQgetlength( result, row, column ) ) );
 }
 
 } // namespace

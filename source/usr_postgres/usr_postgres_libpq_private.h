@@ -48,10 +48,7 @@ class Parameters
 public:
     Parameters &text( const std::string &value ) { return add( value.c_str(), 0, 0 ); }
     Parameters &text( const std::optional<std::string> &value ) { return value ? text( *value ) : null(); }
-    Parameters &blob( const std::string &value )
-    {
-        return add( value.data(), static_cast<int>( value.size() ), 1 );
-    }
+    Parameters &blob( const std::string &value ) { return add( value.data(), static_cast<int>( value.size() ), 1 ); }
     Parameters &null() { return add( nullptr, 0, 0 ); }
 
     int count() const { return static_cast<int>( values_.size() ); }

@@ -53,7 +53,14 @@ Pool::Pool( const Settings &settings, usr_seal::Keys &keys, trStream *stream )
 {
     for( int64_t count = 0; count < settings.pool; count++ )
         links_.emplace_back( settings, keys );
+}
+
+bool Pool::tryStart()
+{
+    if( wake_.file() < 0 || halt_.file() < 0 )
+        return false;
     thread_ = std::thread( &Pool::run, this );
+    return true;
 }
 
 // Takes out from the front what has reached its time limit, so that nothing piles up while there is no server. The
@@ -152,8 +159,9 @@ void Pool::startLinks( Clock::time_point now )
         return;
     for( Link &link : links_ )
     {
-        bool trying = std::any_of( links_.begin(), links_.end(), []( const Link &other )
-                                   { return other.state() != Link::State::down && !other.connected(); } );
+        bool trying =
+            std::any_of( links_.begin(), links_.end(),
+                         []( const Link &other ) { return other.state() != Link::State::down && !other.connected(); } );
         if( link.state() != Link::State::down || ( trying && !healthy_ ) )
             continue;
         link.start();
@@ -184,10 +192,11 @@ void Pool::settle( Link &link, bool connected )
     {
         if( !connected && link.connected() )
         {
+            if( !healthy_ )
+                tr::text( stream_, "postgres: connected" );
             healthy_ = true;
             backOff_.succeeded();
             tracedFailure_.clear();
-            tr::text( stream_, "postgres: connected" );
         }
         return;
     }

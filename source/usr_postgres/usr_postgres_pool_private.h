@@ -62,6 +62,8 @@ public:
     Pool( const Pool & ) = delete;
     Pool &operator=( const Pool & ) = delete;
 
+    /// Starts the thread; false when the process has no file descriptors left. To be called before anything else.
+    bool tryStart();
     /// Lines a request up; after the stop, or when too many wait, it ends at once.
     void push( usr___Request *request, usr_seal::Question question );
     /// Ends what waits and waits for the thread.

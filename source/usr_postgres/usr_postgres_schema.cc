@@ -1,16 +1,16 @@
 // The tables of the database. Each step takes them from one version to the next; the first one, from nothing.
 #include "usr_postgres/usr_postgres_schema_private.h"
 
+#include <iterator>
+
 namespace usr_postgres
 {
 
-extern constexpr char versionStatement[] = "SELECT version::bigint FROM sipauth_schema";
-extern constexpr char findByNameStatement[] =
-    "SELECT id, name, realm, enabled, key, password FROM sipauth_users"
-    " WHERE name = $1 AND ( $2::text IS NULL OR realm = $2::text OR realm IS NULL )"
-    " ORDER BY ( realm IS NULL ) = ( $2::text IS NULL ) DESC LIMIT 2";
-extern constexpr char findByIdStatement[] =
-    "SELECT id, name, realm, enabled, key, password FROM sipauth_users WHERE id = $1";
+constexpr char versionStatement[] = "SELECT version::bigint FROM sipauth_schema";
+constexpr char findByNameStatement[] = "SELECT id, name, realm, enabled, key, password FROM sipauth_users"
+                                       " WHERE name = $1 AND ( $2::text IS NULL OR realm = $2::text OR realm IS NULL )"
+                                       " ORDER BY ( realm IS NULL ) = ( $2::text IS NULL ) DESC LIMIT 2";
+constexpr char findByIdStatement[] = "SELECT id, name, realm, enabled, key, password FROM sipauth_users WHERE id = $1";
 
 namespace
 {
@@ -35,6 +35,13 @@ constexpr const char *firstStep[] = {
     nullptr,
 };
 constexpr Step steps[] = { firstStep };
+
+} // namespace
+
+constexpr int64_t currentVersion = std::size( steps );
+
+namespace
+{
 
 // A change counts as made when it is on stable storage, whatever the server is set to.
 constexpr char settle[] = "SELECT set_config( 'synchronous_commit', 'on', false )"
@@ -75,12 +82,12 @@ bool upgrade( Session &session, std::string &reason )
                 return false;
         }
     }
+    if( version > currentVersion )
+        reason = versionRefused( version );
     return version == currentVersion;
 }
 
 } // namespace
-
-extern constexpr int64_t currentVersion = std::size( steps );
 
 std::string versionRefused( int64_t version )
 {

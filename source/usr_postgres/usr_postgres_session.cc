@@ -62,7 +62,15 @@ bool Session::connect( std::string &reason )
 // Whether a connection that stood idle still stands: the server's farewell can be read from it.
 bool Session::alive()
 {
-    return connection_ && PQconsumeInput( connection_.get() ) == 1 && PQstatus( connection_.get() ) == CONNECTION_OK;
+    if( !connection_ )
+        return false;
+    pollfd file = { PQsocket( connection_.get() ), POLLIN, 0 };
+    while( poll( &file, 1, 0 ) > 0 )
+    {
+        if( PQconsumeInput( connection_.get() ) != 1 )
+            return false;
+    }
+    return PQstatus( connection_.get() ) == CONNECTION_OK;
 }
 
 bool Session::begin( std::string &reason )

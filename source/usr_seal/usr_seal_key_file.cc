@@ -24,8 +24,9 @@ constexpr size_t encodedLength = 44;
 // Numbers of keys fit a signed 64-bit column; the first one is drawn from the lower half of 32 bits.
 constexpr uint32_t firstIdMask = 0x7FFFFFFF;
 
-constexpr std::string_view head = "# The keys that user passwords are sealed with: a number and 32 bytes in base 64. The last\n"
-                                  "# one seals, each one opens. To rotate, append a line with a new number; keep the old ones.\n";
+constexpr std::string_view head =
+    "# The keys that user passwords are sealed with: a number and 32 bytes in base 64. The last\n"
+    "# one seals, each one opens. To rotate, append a line with a new number; keep the old ones.\n";
 
 // Closes a file descriptor.
 struct Descriptor
@@ -55,7 +56,7 @@ std::string failureOfSystem( const std::string &path )
 
 FileStamp stampOf( const struct stat &status )
 {
-    return { status.st_dev, status.st_ino, status.st_size, status.st_mtim };
+    return { status.st_dev, status.st_ino, status.st_size, status.st_ctim };
 }
 
 // Why a file with this status is not to be trusted with keys, or null.
@@ -145,7 +146,8 @@ bool parse( const std::string &path, std::string_view text, std::vector<Key> &ke
         Key key = parseLine( line );
         if( key.id == 0 || hasKey( keys, key.id ) )
         {
-            const char *what = key.id ? " has the number of another key" : " holds no number and key of 32 bytes in base 64";
+            const char *what =
+                key.id ? " has the number of another key" : " holds no number and key of 32 bytes in base 64";
             reason = failure( path, ( "line " + std::to_string( number ) + what ).c_str() );
             return false;
         }

@@ -62,6 +62,8 @@ void answer( usr___Request *request, const Question &question, const std::vector
     std::string reason;
     if( !keys.open( *row, password, reason ) )
         return usr___RequestEndWithout( request, reason.c_str() );
+    if( password.length() == 0 )
+        return usr___RequestEndWithout( request, usr___noPassword );
     usr___RequestEnd( request, string( row->id ), credentials( *row, password ) );
 }
 

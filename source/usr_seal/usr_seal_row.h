@@ -2,8 +2,6 @@
 #ifndef USR_SEAL_USR_SEAL_ROW_H
 #define USR_SEAL_USR_SEAL_ROW_H
 
-#include <pb/pb_vector.h>
-
 #include "usr/usr_driver.h"
 
 #include <pb/pb_ref.hh>

@@ -137,8 +137,8 @@ int64_t list( pbObj *driver, pbVector **users, pbString **reason )
     return administration( driver ).list( users, reason );
 }
 
-constexpr usr___Driver driver = { "sqlite", tryCreate,  close,      lookup, query, add,
-                                  setPassword, setEnabled, removeUser, list,   check, nullptr, nullptr };
+constexpr usr___Driver driver = { "sqlite",   tryCreate,  close, lookup, query,   add,    setPassword,
+                                  setEnabled, removeUser, list,  check,  nullptr, nullptr };
 
 } // namespace
 

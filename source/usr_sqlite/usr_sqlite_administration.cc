@@ -64,12 +64,14 @@ int64_t Administration::add( pbString *userId, pbString *userName, pbString *rea
                              pbString **reason )
 {
     std::lock_guard lock( mutex_ );
-    usr_seal::Row row{ usr_seal::utf8( userId ), usr_seal::utf8( userName ), usr_seal::optionalUtf8( realm ), true, 0, {} };
+    usr_seal::Row row{
+        usr_seal::utf8( userId ), usr_seal::utf8( userName ), usr_seal::optionalUtf8( realm ), true, 0, {} };
     std::string why;
     if( !connection_.ready( why ) || !seal( row, password, why ) )
         return usr_seal::failed( reason, why );
     int code = insert( connection_, row );
-    return ( code & 0xFF ) == SQLITE_CONSTRAINT ? USR_RESULT_EXISTS : outcome( code, reason );
+    bool exists = code == SQLITE_CONSTRAINT_PRIMARYKEY || code == SQLITE_CONSTRAINT_UNIQUE;
+    return exists ? USR_RESULT_EXISTS : outcome( code, reason );
 }
 
 int64_t Administration::setPassword( pbString *userId, pbString *password, pbString **reason )

@@ -83,7 +83,8 @@ bool Connection::ready( std::string &reason )
 
 bool Connection::open( std::string &reason )
 {
-    int code = sqlite3_open_v2( settings_.path.c_str(), &database_, SQLITE_OPEN_READWRITE | SQLITE_OPEN_NOMUTEX, nullptr );
+    int code =
+        sqlite3_open_v2( settings_.path.c_str(), &database_, SQLITE_OPEN_READWRITE | SQLITE_OPEN_NOMUTEX, nullptr );
     if( code == SQLITE_OK )
         code = setUp();
     if( code != SQLITE_OK )
@@ -130,7 +131,8 @@ std::string Connection::failure()
 std::string Connection::failure( int code )
 {
     std::string text = "SQLite: ";
-    text += database_ && sqlite3_extended_errcode( database_ ) == code ? sqlite3_errmsg( database_ ) : sqlite3_errstr( code );
+    text += database_ && sqlite3_extended_errcode( database_ ) == code ? sqlite3_errmsg( database_ )
+                                                                       : sqlite3_errstr( code );
     int system = database_ ? sqlite3_system_errno( database_ ) : 0;
     if( system != 0 && ( ( code & 0xFF ) == SQLITE_CANTOPEN || ( code & 0xFF ) == SQLITE_IOERR ) )
         text += std::string( " (" ) + std::strerror( system ) + ")";

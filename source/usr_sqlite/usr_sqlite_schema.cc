@@ -20,7 +20,7 @@ constexpr std::array steps = {
     "  name TEXT NOT NULL,"
     "  realm TEXT,"
     "  enabled INTEGER NOT NULL,"
-    "  key INTEGER NOT NULL," // the number of the key that the password is sealed with
+    "  key INTEGER NOT NULL,"   // the number of the key that the password is sealed with
     "  password BLOB ) STRICT;" // nonce, cipher text and tag
     "CREATE UNIQUE INDEX users_by_name ON users( name, realm );"
     "CREATE UNIQUE INDEX users_without_realm ON users( name ) WHERE realm IS NULL;"
