@@ -143,8 +143,8 @@ TEST_F( KeysTest, SayWhichOneIsLost )
     ASSERT_TRUE( others.load( reason ) );
     EXPECT_EQ( opened( others, row ), "the password is sealed with key 2, which is unknown" );
     std::filesystem::remove( path );
-    EXPECT_EQ( opened( others, row ), "the password is sealed with key 2, which is unknown (" + path +
-                                          ": No such file or directory)" );
+    EXPECT_EQ( opened( others, row ),
+               "the password is sealed with key 2, which is unknown (" + path + ": No such file or directory)" );
 }
 
 TEST_F( KeysTest, StayInForceWhenTheirFileTurnsBadButSealNothingMore )

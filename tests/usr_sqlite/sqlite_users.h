@@ -11,6 +11,7 @@
 namespace sqlite_users
 {
 
+using pb::own;
 using users::add;
 using users::list;
 using users::remove;

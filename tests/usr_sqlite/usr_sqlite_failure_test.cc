@@ -1,8 +1,8 @@
 // User directories in SQLite while the database is locked, gone, corrupt or not theirs.
 #include "sqlite_users.h"
 
-#include <gmock/gmock.h>
 #include <csignal>
+#include <gmock/gmock.h>
 #include <sys/resource.h>
 
 namespace
@@ -151,7 +151,8 @@ TEST_F( SqliteFailures, GarbageInItsPlaceFailsUntilAGoodFileIsBack )
 
 TEST_F( SqliteFailures, GarbageOverItsPagesNeverCrashes )
 {
-    // Before a checkpoint the write-ahead log has the pages, so both answers are right.
+    // A damaged part that the lookup does not need, or that is still in memory, is no failure.
+    ASSERT_EQ( Other( path ).run( "PRAGMA wal_checkpoint( TRUNCATE )" ), "0" );
     std::string content = users::contentOf( path );
     auto either = AnyOf( StartsWith( "SQLite: " ), found );
     for( size_t at = 0; at < content.size(); at += 1000 )
@@ -167,8 +168,8 @@ TEST_F( SqliteFailures, GarbageOverItsPagesNeverCrashes )
 
 TEST_F( SqliteFailures, ACorruptTableIsToldAndNewDirectoriesRefuseWhatIsNoDatabase )
 {
-    for( int index = 0; index < 200; index++ )
-        add( directory, "x" + std::to_string( index ), "name" + std::to_string( index ), "", std::string( 100, 'p' ) );
+    Other( path ).run( "WITH RECURSIVE n( i ) AS ( SELECT 1 UNION ALL SELECT i + 1 FROM n WHERE i < 500 )"
+                       " INSERT INTO users SELECT 'x' || i, 'name' || i, NULL, 1, 1, zeroblob( 100 ) FROM n" );
     directory.clear();
     std::string content = users::contentOf( path );
     ASSERT_GT( content.size(), 12'288u );
@@ -225,15 +226,17 @@ TEST_F( SqliteFailures, RefusesAPathWithoutFolder )
 
 TEST_F( SqliteFailures, AFullDiskRefusesChangesAndLookupsGoOn )
 {
-    // A limit on the length of files stands for a disk without room.
+    // A limit on the length of files stands for a disk without room. The open reader keeps the write-ahead log as it
+    // is.
+    EXPECT_EQ( find( directory, "alice" ), found );
     std::signal( SIGXFSZ, SIG_IGN );
     rlimit before;
     getrlimit( RLIMIT_FSIZE, &before );
     rlimit little = before;
     little.rlim_cur = std::filesystem::file_size( path + "-wal" );
     setrlimit( RLIMIT_FSIZE, &little );
-    EXPECT_EQ( add( directory, "2", "bob", "", "secret" ), "failed: SQLite: disk I/O error (File too large)" );
-    EXPECT_EQ( setPassword( directory, "1", "other" ), "failed: SQLite: disk I/O error (File too large)" );
+    EXPECT_THAT( add( directory, "2", "bob", "", "secret" ), StartsWith( "failed: SQLite: disk I/O error" ) );
+    EXPECT_THAT( setPassword( directory, "1", "other" ), StartsWith( "failed: SQLite: disk I/O error" ) );
     EXPECT_EQ( find( directory, "alice" ), found );
     setrlimit( RLIMIT_FSIZE, &before );
     EXPECT_EQ( add( directory, "2", "bob", "", "secret" ), "ok" );

@@ -26,8 +26,8 @@ TEST_F( SqliteUsers, AnswersManyLookupsAtOnce )
     {
         auto user = own( usrLookupResult( lookups[static_cast<size_t>( index )] ) );
         ASSERT_EQ( static_cast<bool>( user ), index % 25 < 20 ) << index;
-        if( user )
-            EXPECT_EQ( support::textOf( usrUserId( user ) ), std::to_string( index % 25 ) );
+        std::string id = user ? support::textOf( usrUserId( user ) ) : "";
+        EXPECT_EQ( id, user ? std::to_string( index % 25 ) : "" );
     }
 }
 

@@ -64,8 +64,8 @@ TEST_F( SqliteUsers, TellsWhoIsDisabledOrHasNoPassword )
 TEST_F( SqliteUsers, TakesNamesOfAllKinds )
 {
     auto directory = open();
-    const std::vector<std::string> names = { "ünïcödé", "a'b\"c;--", "%", "\xF0\x9F\x98\x80", std::string( "a\0b", 3 ),
-                                             std::string( 10'000, 'x' ) };
+    const std::vector<std::string> names = {
+        "ünïcödé", "a'b\"c;--", "%", "\xF0\x9F\x98\x80", std::string( "a\0b", 3 ), std::string( 10'000, 'x' ) };
     for( const std::string &name : names )
     {
         EXPECT_EQ( add( directory, name, name, name, name ), "ok" );
@@ -197,7 +197,8 @@ TEST_F( SqliteUsers, SealsNothingWhenTheKeyFileIsLost )
     add( directory, "1", "alice", "", "secret" );
     std::string keyFile = path + ".key";
     std::filesystem::rename( keyFile, keyFile + ".away" );
-    const std::string lost = "failed: " + keyFile + " is missing, but there are passwords that were sealed with its keys";
+    const std::string lost =
+        "failed: " + keyFile + " is missing, but there are passwords that were sealed with its keys";
     EXPECT_EQ( add( directory, "2", "bob", "", "secret" ), lost );
     EXPECT_EQ( setPassword( directory, "1", "other" ), lost );
     EXPECT_EQ( find( directory, "alice" ), "1 alice secret" ) << "the keys are still in memory";
@@ -224,8 +225,7 @@ TEST_F( SqliteUsers, RefusesAKeyFileThatOthersMayRead )
     users::write( path + ".key", "1 QkJCQkJCQkJCQkJCQkJCQkJCQkJCQkJCQkJCQkJCQkI=\n" );
     chmod( ( path + ".key" ).c_str(), 0644 );
     EXPECT_FALSE( tryCreate( configuration() ) );
-    EXPECT_EQ( reason,
-               "keyFile: " + path + ".key: others than its owner may access it; it must have mode 0600" );
+    EXPECT_EQ( reason, "keyFile: " + path + ".key: others than its owner may access it; it must have mode 0600" );
 }
 
 TEST_F( SqliteUsers, RefusesABadConfiguration )
