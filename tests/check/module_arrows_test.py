@@ -51,11 +51,18 @@ class ModuleArrows(check_support.PlantedTree):
                                        '"usr_seal/usr_seal_row.h"'), [])
         self.assertEqual(self.findings("source/usr_postgres/a.cc", "<libpq-fe.h>"), [])
         self.assertEqual(self.findings("source/usr_seal/a.cc", "<openssl/evp.h>"), [])
-        self.assert_found(self.findings("source/usr_sqlite/a.cc", "<libpq-fe.h>"), "usr_sqlite may not use libpq-fe.h")
-        self.assert_found(self.findings("include/usr_sqlite/a.h", "<sqlite3.h>"), "usr_sqlite may not use sqlite3.h")
+
+    def test_refuses_a_database_in_any_other_module(self):
         self.assert_found(self.findings("source/usr/a.cc", "<sqlite3.h>"), "usr may not use sqlite3.h")
+
+    def test_refuses_the_database_of_another_driver(self):
+        self.assert_found(self.findings("source/usr_sqlite/a.cc", "<libpq-fe.h>"), "usr_sqlite may not use libpq-fe.h")
+
+    def test_refuses_a_database_in_a_public_header(self):
+        self.assert_found(self.findings("include/usr_sqlite/a.h", "<sqlite3.h>"), "usr_sqlite may not use sqlite3.h")
+
+    def test_refuses_a_driver_below_it(self):
         self.assert_found(self.findings("source/usr/a.cc", '"usr_seal/usr_seal_row.h"'), "usr may not use usr_seal")
-        self.assert_found(self.findings("source/usr_sqlite/a.cc", "<openssl/evp.h>"), "may not use libcrypto")
 
     def test_refuses_a_path_that_does_not_start_at_a_module(self):
         self.assert_found(self.findings("source/pb/a.cc", '"pb_private.h"'), "by its path from source/")
