@@ -1,6 +1,6 @@
 # The client's side of a transaction.
 list( APPEND sipauth_test_sources
-    client/lookup_seam.cc
+    client/seam.cc
     client/sipauth_client_cotrans_test.cc
     client/sipauth_client_cotrans_imp_test.cc
     client/sipauth_client_cotrans_imp_authorize_test.cc
