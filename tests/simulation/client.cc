@@ -20,9 +20,9 @@ std::string encoded( sipsnMessage *message )
     return pb::bytes( pb::own( sipsnMessageEncode( message ) ).get() );
 }
 
-ClientTransaction::ClientTransaction( World &world, int number, Relation &relation, sipauthChallenge *challenge,
-                                      int attempt )
-    : Host( world, number ), session( relation.client ), relation( relation ), attempt( attempt )
+ClientTransaction::ClientTransaction( World &world, int itsNumber, Relation &itsRelation, sipauthChallenge *challenge,
+                                      int itsAttempt )
+    : Host( world, itsNumber ), session( itsRelation.client ), relation( itsRelation ), attempt( itsAttempt )
 {
     constexpr const char *methods[] = { "REGISTER", "INVITE", "OPTIONS", "MESSAGE", "INVITE" };
     method = methods[world.random.below( 5 )];

@@ -17,9 +17,9 @@ static std::string branchOf( const Message &message )
     return via.substr( via.find( "branch=" ) + 7 );
 }
 
-ServerTransaction::ServerTransaction( World &world, int number, Relation &relation, int client,
+ServerTransaction::ServerTransaction( World &world, int itsNumber, Relation &itsRelation, int itsClient,
                                       const std::string &bytes )
-    : Host( world, number ), branch( branchOf( Message::parse( bytes ) ) ), relation( relation.number ),
+    : Host( world, itsNumber ), branch( branchOf( Message::parse( bytes ) ) ), relation( relation.number ),
       client( client ), session( relation.server ), request_( decoded( bytes ) )
 {
     cotrans = pb::own( sipauthServerCotransCreate( session->session, nullptr ) );
@@ -29,7 +29,7 @@ ServerTransaction::ServerTransaction( World &world, int number, Relation &relati
     sipauthServerCotransCancelReadAddAlertable( cotrans, alertable_ );
     sipauthServerCotransAckReadAddAlertable( cotrans, alertable_ );
     world.story.tell( world.now(), "server %d: gets %s of client %d in relation %d", number,
-                      Message::parse( bytes ).method().c_str(), client, relation.number );
+                      Message::parse( bytes ).method().c_str(), client, relation );
     sipauthServerCotransRequestWrite( cotrans, request_ );
 }
 

@@ -20,6 +20,11 @@ void sameLevel( pbAlert *alert, bool holds, const char *channel, int number )
         broken( "transaction %d: the alert of channel %s is %s", number, channel, holds ? "not set" : "set" );
 }
 
+bool scheduled( const pbProcess *process )
+{
+    return process->state.load() & pb::processState::scheduled;
+}
+
 } // namespace
 
 void Watch::client( ClientTransaction &transaction )
@@ -39,7 +44,7 @@ void Watch::client( ClientTransaction &transaction )
     if( wants && !imp->intSessionState )
     {
         world_.statistics.waits++;
-        if( !session->extStateAcquired && !pb___ProcessScheduled( imp->isProcess ) )
+        if( !session->extStateAcquired && !scheduled( imp->isProcess ) )
             broken( "client %d: waits for a state that is free", number );
     }
 }
@@ -59,7 +64,7 @@ void Watch::server( ServerTransaction &transaction )
     if( imp->intState == sipauth::server::STATE_CHECK_NULL && !imp->intSessionState )
     {
         world_.statistics.waits++;
-        if( !session->extStateAcquired && !pb___ProcessScheduled( imp->isProcess ) )
+        if( !session->extStateAcquired && !scheduled( imp->isProcess ) )
             broken( "server %d: waits for a state that is free", number );
     }
 }

@@ -31,7 +31,7 @@ void Statistics::add( const Statistics &other )
     freedAtWork += other.freedAtWork;
 }
 
-Host::Host( World &world, int number ) : number( number ), world_( world )
+Host::Host( World &world, int itsNumber ) : number( itsNumber ), world_( world )
 {
     process_ =
         pb::own( pbProcessCreate( []( void *context ) { static_cast<Host *>( context )->look(); }, this, "host" ) );
@@ -241,12 +241,15 @@ void World::step()
     size_t inquiries = directory->inquiries().size();
     if( !pb___SimulationStep( scheduler_ ) )
         return;
-    const pbProcess *ran = pb___SimulationLast( scheduler_ );
-    story.tell( now(), "runs %s", pbProcessName( const_cast<pbProcess *>( ran ) ) );
+    const void *ran = pb___SimulationLast( scheduler_ );
     statistics.inquiries += static_cast<int64_t>( directory->inquiries().size() - inquiries );
+    for( const auto &transaction : clients_ )
+        if( transaction->inside->isProcess.get() == ran )
+            story.tell( now(), "client %d runs", transaction->number );
     for( const auto &transaction : servers_ )
         if( transaction->inside->isProcess.get() == ran )
         {
+            story.tell( now(), "server %d runs", transaction->number );
             if( directory->inquiries().size() > inquiries )
                 transaction->inquiry = static_cast<int64_t>( directory->inquiries().size() ) - 1;
             transaction->judge();

@@ -4,6 +4,7 @@
 #include "pb/pb_hold.h"
 #include "pb/pb_process_object.h"
 #include "pb/pb_type.h"
+#include "sipauth/base/sipauth_anchor_private.h"
 #include "sipauth/sipauth_private.h"
 #include "tr/tr_trace.h"
 
@@ -16,14 +17,11 @@ PB_TYPE( sipauth___ClientCotransImp, SIPAUTH___CLIENT_COTRANS_IMP, sipauth, sipa
 namespace
 {
 
-// The anchor on which a co-transaction links its session's stream.
-constexpr int64_t sessionAnchorKind = 17;
-
 void createStream( sipauth___ClientCotransImp *imp, trAnchor *optionalAnchor )
 {
     imp->stream = tr::begin( "SIPAUTH_CLIENT_COTRANS", optionalAnchor );
     trStreamSetPayloadTypeCstr( imp->stream, "SIPSN_MESSAGE", -1 );
-    auto anchor = pb::own( trAnchorCreate( imp->stream, sessionAnchorKind ) );
+    auto anchor = pb::own( trAnchorCreate( imp->stream, sipauth::anchorKindSession ) );
     sipauthSessionTraceCompleteAnchor( imp->fixSession, anchor );
 }
 

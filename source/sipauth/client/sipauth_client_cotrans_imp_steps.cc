@@ -2,6 +2,7 @@
 // what must hold in its state, and returns the next state or, to wait, its own. The caller holds the object's monitor.
 #include "sipauth/client/sipauth_client_cotrans_imp_private.h"
 
+#include "sipauth/base/sipauth_anchor_private.h"
 #include "sipauth/base/sipauth_authenticate_private.h"
 #include "sipauth/base/sipauth_challenge_private.h"
 #include "sipauth/session/sipauth_session_private.h"
@@ -9,17 +10,17 @@
 
 #include <sipsn/sipsn_status_code.h>
 
+#include <iterator>
+
 using namespace sipauth::client;
 
 namespace
 {
 
-// The anchors on which a co-transaction links what it asks a user directory.
-constexpr int64_t userAnchorKind = 9;
-
+// An anchor for what is asked of a user directory.
 pb::Ref<trAnchor> userAnchor( sipauth___ClientCotransImp *imp )
 {
-    return pb::own( trAnchorCreate( imp->stream, userAnchorKind ) );
+    return pb::own( trAnchorCreate( imp->stream, sipauth::anchorKindPart ) );
 }
 
 void assertNoAuthenticationUnderWay( sipauth___ClientCotransImp *imp )
@@ -443,3 +444,4 @@ constinit const sipauth::Step<sipauth___ClientCotransImp> sipauth___ClientCotran
     { "STATE_ERROR", sipauth___ClientCotransImpStateError, 0, "asserts the error signal and ends the process" },
     { "STATE_END", sipauth___ClientCotransImpStateEnd, 0, "ends the process" },
 };
+static_assert( std::size( sipauth___ClientCotransImpSteps ) == STATE_END + 1 );
