@@ -5,6 +5,7 @@
 
 #include "pb/pb_simulation.h"
 #include "sipauth/base/sipauth_authorization_private.h"
+#include "sipauth/digest/sipauth_digest_state_private.h"
 #include "sipauth/server/sipauth_server_cotrans_private.h"
 #include "sipauth/session/sipauth_session_private.h"
 #include "sipauth/started.h"

@@ -57,8 +57,8 @@ TEST_F( ServerCotransImpChallenge, OffersTheStrongestDigestFirstAndBasicLast )
     sipauthOptionsSetScheme( options.inout(), SIPAUTH_SCHEME_BASIC );
     EXPECT_EQ( serve( request( "REGISTER" ) ), "401" );
     EXPECT_THAT( headerLines( answer, "WWW-Authenticate" ),
-                 ElementsAre( AllOf( HasSubstr( "algorithm=SHA-256" ), HasSubstr( "qop" ) ),
-                              AllOf( HasSubstr( "algorithm=SHA-256" ), Not( HasSubstr( "qop" ) ) ),
+                 ElementsAre( AllOf( HasSubstr( "algorithm=SHA256" ), HasSubstr( "qop" ) ),
+                              AllOf( HasSubstr( "algorithm=SHA256" ), Not( HasSubstr( "qop" ) ) ),
                               AllOf( HasSubstr( "algorithm=MD5" ), HasSubstr( "qop" ) ),
                               AllOf( HasSubstr( "algorithm=MD5" ), Not( HasSubstr( "qop" ) ) ),
                               "Basic realm=\"example.org\"" ) );

@@ -136,22 +136,29 @@ TEST_P( ServerCotransImpPreconditionDeathTest, AFieldThatIsNotAsItsStateWantsAbo
 {
     auto [state, field] = GetParam();
     std::string fields = matrix[state];
-    if( fields[field] == '-' )
-        return;
     bool must = fields[field] == '1';
     fields[field] = must ? '0' : '1';
     EXPECT_ABORT( prepareAndRun( static_cast<int64_t>( state ), fields ), path,
                   std::string( must ? "" : "!" ) + "imp->" + fieldNames[field] );
 }
 
-INSTANTIATE_TEST_SUITE_P( Matrix, ServerCotransImpPreconditionDeathTest,
-                          testing::Combine( testing::Range( size_t{ 0 }, std::size( stateNames ) ),
-                                            testing::Range( size_t{ 0 }, std::size( fieldNames ) ) ),
-                          []( const testing::TestParamInfo<std::tuple<size_t, size_t>> &info )
-                          {
-                              auto [state, field] = info.param;
-                              return std::string( stateNames[state] ) + "_" + fieldNames[field];
-                          } );
+std::vector<std::tuple<size_t, size_t>> cells()
+{
+    std::vector<std::tuple<size_t, size_t>> asserted;
+    for( size_t state = 0; state < std::size( matrix ); state++ )
+        for( size_t field = 0; field < std::size( fieldNames ); field++ )
+            if( matrix[state][field] != '-' )
+                asserted.emplace_back( state, field );
+    return asserted;
+}
+
+std::string cellName( const testing::TestParamInfo<std::tuple<size_t, size_t>> &cell )
+{
+    auto [state, field] = cell.param;
+    return std::string( stateNames[state] ) + "_" + fieldNames[field];
+}
+
+INSTANTIATE_TEST_SUITE_P( Matrix, ServerCotransImpPreconditionDeathTest, testing::ValuesIn( cells() ), cellName );
 
 TEST_F( ServerCotransImpStepsDeathTest, TheFirstFieldThatIsWrongIsTold )
 {
@@ -289,7 +296,7 @@ TEST_F( ServerCotransImpSteps, ASessionThatIsNoServersLetsEverythingPass )
     flags = SIPAUTH_SESSION_FLAG_CLIENT | SIPAUTH_SESSION_FLAG_PROXY;
     EXPECT_EQ( serve( request( "REGISTER" ) ), "passed" );
     EXPECT_THAT( trace(), ElementsAre( "StateRequest()] Incoming REGISTER" ) );
-    EXPECT_FALSE( state()->object.references == 0 );
+    EXPECT_TRUE( state() );
     EXPECT_EQ( serve( request( "INVITE" ) ), "passed" ) << "the session's state was given back";
 }
 
