@@ -7,8 +7,6 @@
 namespace simulation
 {
 
-pb::Ref<sipsnMessage> decoded( const std::string &bytes );
-
 namespace
 {
 

@@ -25,6 +25,10 @@ namespace simulation
 
 class World;
 
+/// A message of the world from its bytes, and back.
+pb::Ref<sipsnMessage> decoded( const std::string &bytes );
+std::string encoded( sipsnMessage *message );
+
 /// What happened in worlds, to see that they are not empty of events.
 struct Statistics
 {
