@@ -38,6 +38,8 @@ inline constexpr Target targets[] = {
     { "challenges/swyx", "bare/md5/auth", 0, 0 },
     { "parse/register", "bare/md5/auth", 1.0, 0.4 },
     { "parse/register", "bare/copy", 0, 0 },
+    { "process/one", "bare/md5/auth", 0.3, 0.1 },
+    { "process/hundred", "bare/md5/auth", 0, 0 },
 };
 
 } // namespace bench

@@ -7,7 +7,7 @@ target_compile_options( sipauth-warnings INTERFACE
     $<$<COMPILE_LANGUAGE:CXX>:-Wnon-virtual-dtor -Woverloaded-virtual -Wextra-semi>
     $<$<AND:$<COMPILE_LANGUAGE:C>,$<C_COMPILER_ID:GNU,Clang>>:-Wstrict-prototypes -Wmissing-prototypes>
     # An object holder must never travel through an ellipsis.
-    $<$<CXX_COMPILER_ID:GNU>:-Wconditionally-supported> )
+    $<$<CXX_COMPILER_ID:GNU>:$<$<COMPILE_LANGUAGE:CXX>:-Wconditionally-supported>> )
 if( SIPAUTH_WARNINGS_AS_ERRORS )
     target_compile_options( sipauth-warnings INTERFACE -Werror )
 endif()

@@ -40,7 +40,7 @@ static void printBytes( pbBuffer *bytes, const char *margin )
     int atLineStart = 1;
     for( int64_t i = 0; i < pbBufferLength( bytes ); i++ )
     {
-        int byte = pbBufferByteAt( bytes, i );
+        int byte = pbBufferBacking( bytes )[i];
         if( byte == '\r' )
             continue;
         if( atLineStart )

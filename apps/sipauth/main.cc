@@ -1,4 +1,4 @@
-// sipauth: parses, answers, checks and makes SIP authentication headers, and shows options.
+// sipauth: parses, answers, checks and makes SIP authentication headers, and shows options and traces.
 #include "commands.h"
 
 #include <sipauth/sipauth_module.h>
@@ -20,6 +20,7 @@ static int run( int argc, char **argv )
     tool::addCheck( app, result );
     tool::addChallenge( app, result );
     tool::addOptions( app, result );
+    tool::addTrace( app, result );
     try
     {
         app.parse( argc, argv );

@@ -36,33 +36,37 @@ PB_EXPORT int64_t pbSchedulerCompare( pbScheduler *objA, pbScheduler *objB );
 /// 1 when pbSchedulerCompare gives 0, else 0.
 PB_EXPORT pbBool pbSchedulerEquals( pbScheduler *objA, pbScheduler *objB );
 
-/// A new scheduler whose processes run on COUNT threads of its own, 1 to 256. It must be stopped before its last
-/// reference goes; one that is not aborts with "stopped".
+/// A new scheduler whose processes run on COUNT threads of its own, 1 to 256; one more waits for the timers. It must be
+/// stopped before its last reference goes; one that is not aborts with "stopped".
 PB_EXPORT pbScheduler *pbSchedulerCreateWithThreads( int64_t count );
 /// A new scheduler that the host drives with pbSchedulerRun, always from one thread at a time. WAKE( CONTEXT ) is
 /// called when something became ready, or the next deadline came nearer, since the host last looked (with
 /// pbSchedulerRun or pbSchedulerNextDeadline): once for a batch, from any thread, also from within pbSchedulerRun,
-/// possibly while locks of the caller are held. It only wakes the loop up and must not call into the runtime. Null for
-/// none.
+/// possibly while locks of the caller are held. It only wakes the loop up and must not call into the runtime. It is not
+/// called any more once the scheduler has been stopped or freed. Null for none. When the last reference of the
+/// scheduler goes before it was stopped, what is ready never runs.
 PB_EXPORT pbScheduler *pbSchedulerCreateHosted( void ( *wake )( void *context ), void *context );
 
 /// Makes a scheduler the one to which processes and timers belong that are made from now on, in all threads; null for
-/// none. One more reference of it is kept until the next call.
+/// none. One more reference of it is kept until the next call. A process keeps no reference of its scheduler; it never
+/// runs any more when that has gone.
 PB_EXPORT void pbSchedulerSetCurrent( pbScheduler *scheduler );
-/// The current scheduler, or null.
+/// The current scheduler, with a reference for the caller, or null.
 PB_EXPORT pbScheduler *pbSchedulerCurrent( void );
 
 /// Only for a scheduler that the host drives: fires the timers that are due, then runs ready processes in the order in
 /// which they became ready, at most MAX (at least 1) of them. Processes that become ready meanwhile are run in the same
-/// call as far as MAX allows. Returns how many ran; 0 means that none is ready.
+/// call as far as MAX allows. Returns how many ran; 0 means that none is ready. Not from within a run.
 PB_EXPORT int64_t pbSchedulerRun( pbScheduler *scheduler, int64_t max );
-/// Only for a scheduler that the host drives: the pbTimestamp at which pbSchedulerRun has something to do, which is now
-/// or earlier when a process is ready; -1 when nothing is ready and no timer is scheduled.
+/// Only for a scheduler that the host drives, and in the thread that does: the pbTimestamp at which pbSchedulerRun has
+/// something to do, which is now or earlier when a process is ready; -1 when nothing is ready and no timer is
+/// scheduled.
 PB_EXPORT int64_t pbSchedulerNextDeadline( pbScheduler *scheduler );
 
 /// Ends a scheduler. Processes that are ready, and those that become ready while these run, are still run; timers do
-/// not fire any more. On worker threads it returns when the threads have ended, and must not be called from one of
-/// them. What is scheduled later never runs. A second call does nothing.
+/// not fire any more. With worker threads it returns when these have ended; otherwise it runs the processes itself, in
+/// the thread that drives the scheduler. Not from within a run. What is scheduled later never runs. A second call does
+/// nothing.
 PB_EXPORT void pbSchedulerStop( pbScheduler *scheduler );
 
 PB_END_DECLS

@@ -48,6 +48,7 @@ public:
     Simulated( uint64_t seed, int64_t changePoints );
 
     bool step();
+    const void *last() const { return last_; }
     int64_t readyCount();
     int64_t now() const { return now_.load( std::memory_order_relaxed ); }
     void advance( int64_t milliseconds );
@@ -72,6 +73,7 @@ private:
     Numbers draws_;
     std::atomic<int64_t> now_ = 1000000;
     std::vector<pbProcess *> ready_; ///< with a reference each, the latest last
+    const void *last_ = nullptr;
 
     const bool byPriority_;
     int64_t changesLeft_;
@@ -137,8 +139,11 @@ pbProcess *Simulated::take()
 bool Simulated::step()
 {
     while( pbProcess *process = take() )
+    {
+        last_ = process;
         if( pb::runProcess( process ) )
             return true;
+    }
     return false;
 }
 
@@ -227,6 +232,11 @@ pbScheduler *pb___SimulationCreate( uint64_t seed, int64_t changePoints )
 pbBool pb___SimulationStep( pbScheduler *simulation )
 {
     return simulatedDrive( simulation )->step() ? 1 : 0;
+}
+
+const void *pb___SimulationLast( pbScheduler *simulation )
+{
+    return simulatedDrive( simulation )->last();
 }
 
 int64_t pb___SimulationReady( pbScheduler *simulation )

@@ -25,7 +25,7 @@ private:
     void deadlineCameNearer() override { nearer_.notify_one(); }
 
     void work();
-    pbProcess *take();
+    pbProcess *take( std::unique_lock<std::mutex> &lock );
     void wakeWorkers( int64_t count );
     void keepTime();
 
@@ -73,25 +73,24 @@ void Threads::wakeWorkers( int64_t count )
 void Threads::work()
 {
     workplace = this;
-    while( pbProcess *process = take() )
+    std::unique_lock lock( mutex_ );
+    while( pbProcess *process = take( lock ) )
     {
+        active_++;
+        lock.unlock();
         pb::runProcess( process );
-        std::lock_guard lock( mutex_ );
+        lock.lock();
         active_--;
     }
 }
 
 // The next process to run; null when the worker is to end.
-pbProcess *Threads::take()
+pbProcess *Threads::take( std::unique_lock<std::mutex> &lock )
 {
-    std::unique_lock lock( mutex_ );
     for( ;; )
     {
         if( pbProcess *process = queue_.take() )
-        {
-            active_++;
             return process;
-        }
         if( stopping_ && active_ == 0 )
         {
             ended_ = true;

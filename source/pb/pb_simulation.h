@@ -8,12 +8,15 @@
 PB_BEGIN_DECLS
 
 /// A new simulated scheduler. CHANGEPOINTS is -1 to pick each time any of the ready processes; otherwise each process
-/// gets a random priority, the ready one of the highest priority runs, and at so many random moments the running one
-/// falls to the lowest. While it is the current scheduler, pbTimestamp reads its clock and pbRandom draws from its
+/// gets a random priority, the ready one of the highest priority runs, and at so many random moments the one
+/// that would run next falls to the lowest; the steps between two moments are anything from 1 to 1024, each magnitude
+/// being as likely. While it is the current scheduler, pbTimestamp reads its clock and pbRandom draws from its
 /// seed.
 PB_EXPORT pbScheduler *pb___SimulationCreate( uint64_t seed, int64_t changePoints );
 /// Runs one ready process. 0 when none is ready.
 PB_EXPORT pbBool pb___SimulationStep( pbScheduler *simulation );
+/// Which process ran last: its address, to be compared with and not to be used; null before the first one ran.
+PB_EXPORT const void *pb___SimulationLast( pbScheduler *simulation );
 /// How many processes are ready.
 PB_EXPORT int64_t pb___SimulationReady( pbScheduler *simulation );
 /// The clock, in milliseconds; it begins at 1,000,000.

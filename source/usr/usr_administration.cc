@@ -2,7 +2,7 @@
 #include "pb/pb_object.h"
 #include "tr/tr_trace.h"
 #include "usr/usr_directory_private.h"
-#include "usr/usr_reason.h"
+#include "usr/usr_text.h"
 
 #include <usr/usr_administration.h>
 

@@ -2,7 +2,7 @@
 #include "usr/usr_directory_config_private.h"
 
 #include "pb/pb_assert.h"
-#include "usr/usr_reason.h"
+#include "usr/usr_text.h"
 
 #include <pb/pb_ref.hh>
 #include <pb/pb_std.hh>

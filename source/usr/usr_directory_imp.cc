@@ -16,8 +16,8 @@ static void usr___DirectoryImpFreeFunc( pbObj *obj )
 {
     usr___DirectoryImp *imp = usr___DirectoryImpFrom( obj );
     PB_ASSERT( imp );
-    pb::poison( imp->stream, imp->monitor, imp->instance, imp->retired, imp->config, imp->waiting, imp->process,
-                imp->timer );
+    pb::poison( imp->stream, imp->changing, imp->monitor, imp->instance, imp->retired, imp->config, imp->waiting,
+                imp->process, imp->timer );
 }
 
 namespace
@@ -137,12 +137,37 @@ pb::Ref<usr___Request> firstWaiting( usr___DirectoryImp *imp )
     return pb::own( usr___RequestFrom( pbPriorityMapValueAt( imp->waiting, 0 ) ) );
 }
 
+bool tryChange( usr___DirectoryImp *imp, pbStore *config, pbString **reason )
+{
+    usr___DirectorySettings settings = {};
+    if( !usr___DirectoryConfigTryRead( config, &settings, reason ) )
+        return false;
+    pb::Hold change( imp->changing );
+    pb::Ref<usr___DriverInstance> instance;
+    if( !sameDriver( imp, settings, config ) )
+    {
+        instance = tryMakeInstance( imp, settings, config, reason );
+        if( !instance )
+            return false;
+    }
+    traceLimits( imp, settings );
+    pb::Hold hold( imp->monitor );
+    imp->config = pb::share( config );
+    imp->limits = settings.limits;
+    if( !instance )
+        return true;
+    retire( imp, imp->instance.take() );
+    imp->instance = instance;
+    return true;
+}
+
 } // namespace
 
 usr___DirectoryImp *usr___DirectoryImpTryCreate( pbStore *config, trAnchor *anchor, pbString **reason )
 {
     auto imp = pb::create<usr___DirectoryImp>( usr___DirectoryImpSort() );
     imp->stream = tr::begin( "USR_DIRECTORY", anchor );
+    imp->changing = pb::own( pbMonitorCreate() );
     imp->monitor = pb::own( pbMonitorCreate() );
     imp->retired = pb::own( pbVectorCreate() );
     imp->waiting = pb::own( pbPriorityMapCreate() );
@@ -184,30 +209,11 @@ pbBool usr___DirectoryImpTrySetConfig( usr___DirectoryImp *imp, pbStore *config,
 {
     PB_ASSERT( imp );
     PB_ASSERT( config );
-    usr___DirectorySettings settings = {};
-    bool ok = usr___DirectoryConfigTryRead( config, &settings, reason );
-    pb::Ref<usr___DriverInstance> instance;
-    if( ok && !sameDriver( imp, settings, config ) )
-    {
-        instance = tryMakeInstance( imp, settings, config, reason );
-        ok = static_cast<bool>( instance );
-    }
-    if( !ok )
+    if( !tryChange( imp, config, reason ) )
     {
         tr::fail( imp->stream, "[usr___DirectoryImpTrySetConfig()] The configuration cannot be taken; the one before "
                                "it stays in force." );
         return 0;
-    }
-    traceLimits( imp, settings );
-    {
-        pb::Hold hold( imp->monitor );
-        imp->config = pb::share( config );
-        imp->limits = settings.limits;
-        if( instance )
-        {
-            retire( imp, imp->instance.take() );
-            imp->instance = instance;
-        }
     }
     closeIdle( imp );
     return 1;

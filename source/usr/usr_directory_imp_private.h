@@ -17,7 +17,8 @@ struct usr___DirectoryImp
 {
     pb::Object object;
     pb::Field<trStream> stream;
-    pb::Field<pbMonitor> monitor; ///< guards all that follows, and all requests
+    pb::Field<pbMonitor> changing; ///< held through a change of the configuration; entered before the monitor
+    pb::Field<pbMonitor> monitor;  ///< guards all that follows, and all requests
     pb::Field<usr___DriverInstance> instance;
     pb::Field<pbVector> retired;        ///< instances that were replaced, as long as they are in use
     std::atomic<int64_t> retiredLength; ///< for a look without the monitor

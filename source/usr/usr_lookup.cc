@@ -5,11 +5,10 @@
 #include "usr/usr_directory_private.h"
 #include "usr/usr_private.h"
 #include "usr/usr_request_private.h"
+#include "usr/usr_text.h"
 #include "usr/usr_user_private.h"
 
 #include <usr/usr_lookup.h>
-
-#include <string_view>
 
 /// A lookup keeps its directory; the request behind it, which the directory and the driver hold as well, does not.
 struct usrLookup
@@ -33,12 +32,7 @@ static void usr___LookupFreeFunc( pbObj *obj )
 namespace
 {
 
-constexpr std::string_view sipauthKind = "sipauth";
-
-std::string_view viewOf( const char *text, int64_t length )
-{
-    return length < 0 ? std::string_view( text ) : std::string_view( text, static_cast<size_t>( length ) );
-}
+constexpr const char *sipauthKind = "sipauth";
 
 pb::Ref<usr___Request> tryBegin( usrDirectory *directory, trStream *stream, pbStore *arguments )
 {
@@ -70,7 +64,7 @@ usrLookup *usrLookupTryCreateCstr( usrDirectory *directory, const char *kind, in
     PB_ASSERT( arguments );
     PB_ASSERT( !flags );
     auto stream = tr::begin( "USR_LOOKUP", anchor );
-    if( viewOf( kind, kindLength ) != sipauthKind )
+    if( !usr___TextIs( kind, kindLength, sipauthKind ) )
     {
         tr::fail( stream, "[usrLookupTryCreateCstr()] The directory does not know this kind of lookup." );
         return nullptr;

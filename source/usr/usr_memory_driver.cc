@@ -2,7 +2,7 @@
 #include "pb/pb_hold.h"
 #include "usr/usr_driver_private.h"
 #include "usr/usr_memory_users_private.h"
-#include "usr/usr_reason.h"
+#include "usr/usr_text.h"
 
 namespace
 {

@@ -4,7 +4,7 @@
 #include "pb/pb_type.h"
 #include "usr/usr_driver.h"
 #include "usr/usr_private.h"
-#include "usr/usr_reason.h"
+#include "usr/usr_text.h"
 
 #include <rfc/rfc_base.h>
 

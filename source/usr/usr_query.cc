@@ -4,11 +4,10 @@
 #include "usr/usr_directory_private.h"
 #include "usr/usr_private.h"
 #include "usr/usr_request_private.h"
+#include "usr/usr_text.h"
 #include "usr/usr_user_private.h"
 
 #include <usr/usr_query.h>
-
-#include <string_view>
 
 /// A query keeps its user and by that the directory. Without request it has ended.
 struct usrQuery
@@ -31,12 +30,7 @@ static void usr___QueryFreeFunc( pbObj *obj )
 namespace
 {
 
-constexpr std::string_view credentialsName = "sipauthCredentials";
-
-std::string_view viewOf( const char *text, int64_t length )
-{
-    return length < 0 ? std::string_view( text ) : std::string_view( text, static_cast<size_t>( length ) );
-}
+constexpr const char *credentialsName = "sipauthCredentials";
 
 // Asks the driver for what the user does not carry.
 void begin( usrQuery *query, trStream *stream )
@@ -67,7 +61,7 @@ usrQuery *usrQueryCreateCstr( usrUser *user, const char *name, int64_t nameLengt
     auto stream = tr::begin( "USR_QUERY", anchor );
     auto query = pb::create<usrQuery>( usrQuerySort() );
     query->user = pb::share( user );
-    if( viewOf( name, nameLength ) == credentialsName )
+    if( usr___TextIs( name, nameLength, credentialsName ) )
         begin( query.get(), stream );
     else
         tr::fail( stream, "[usrQueryCreateCstr()] The directory does not know this query." );

@@ -5,7 +5,7 @@ import subprocess
 import tool_case
 from tool_case import DATA, ToolCase
 
-COMMANDS = ("parse", "answer", "check", "challenge", "options")
+COMMANDS = ("parse", "answer", "check", "challenge", "options", "trace")
 SIGNED = DATA / "sipp" / "register_auth_authorized.sip"
 ASKED = DATA / "sipp" / "register_auth_challenge.sip"
 
@@ -16,7 +16,7 @@ class Usage(ToolCase):
         for command in COMMANDS:
             self.assertRegex(done.out, rf"(?m)^  {command} ")
             self.assertIn("--help", self.expect(0, command, "--help").out)
-        for command in ("parse", "answer", "check", "challenge"):
+        for command in ("parse", "answer", "check", "challenge", "trace"):
             self.assertIn("--json", self.expect(0, command, "--help").out)
         for command in ("show", "normalize"):
             self.assertIn("--json", self.expect(0, "options", command, "--help").out)
@@ -25,7 +25,7 @@ class Usage(ToolCase):
         self.assertRegex(self.expect(0, "--version").out, r"^sipauth \d+\.\d+(\.\d+)*\n$")
 
     def test_is_refused_with_2(self):
-        for arguments in ((), ("unknown",), ("--unknown",), ("parse", "a", "b"), ("answer",), ("check",),
+        for arguments in ((), ("unknown",), ("--unknown",), ("parse", "a", "b"), ("answer",), ("check",), ("trace",),
                           ("challenge",), ("options",), ("options", "unknown"),
                           ("answer", "--request", SIGNED, "--user", "alice")):
             with self.subTest(arguments):
@@ -45,7 +45,7 @@ class Usage(ToolCase):
                               ("answer", "--user", "alice", "--request", SIGNED, "--response", ASKED, "--options",
                                options, "--password-file", path),
                               ("challenge", "--options", path), ("options", "show", path),
-                              ("options", "normalize", path)):
+                              ("options", "normalize", path), ("trace", path)):
                 with self.subTest(arguments):
                     self.assertIn("cannot be read", self.expect(2, *arguments).err)
 

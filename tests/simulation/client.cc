@@ -36,6 +36,8 @@ ClientTransaction::ClientTransaction( World &world, int itsNumber, Relation &its
         pb::own( challenge ? sipauthClientCotransCreateWithInitialChallenge( session->session, challenge, nullptr )
                            : sipauthClientCotransCreate( session->session, nullptr ) );
     inside = pb::share( cotrans->imp.get() );
+    if( challenge )
+        alternatives = sipauthChallengeAuthenticatesLength( challenge );
     sipauthClientCotransRequestReadAddAlertable( cotrans, alertable_ );
     sipauthClientCotransResponseReadAddAlertable( cotrans, alertable_ );
     sipauthClientCotransCancelReadAddAlertable( cotrans, alertable_ );
@@ -53,10 +55,10 @@ ClientTransaction::~ClientTransaction() = default;
 
 std::string ClientTransaction::text( const std::string &ofMethod ) const
 {
-    std::string number = std::to_string( relation.number );
-    std::string bytes = ofMethod + " sip:" + number + "@example.org SIP/2.0\r\nVia: SIP/2.0/UDP host;branch=" + branch +
-                        "\r\nFrom: <sip:" + relation.userName + "@example.org>;tag=a" + number +
-                        "\r\nTo: <sip:b@example.org>\r\nCall-ID: call" + number +
+    std::string name = std::to_string( relation.number );
+    std::string bytes = ofMethod + " sip:" + name + "@example.org SIP/2.0\r\nVia: SIP/2.0/UDP host;branch=" + branch +
+                        "\r\nFrom: <sip:" + relation.userName + "@example.org>;tag=a" + name +
+                        "\r\nTo: <sip:b@example.org>\r\nCall-ID: call" + name +
                         "\r\nCSeq: " + std::to_string( sequence_ ) + " " + ofMethod + "\r\n";
     const std::string &body = ofMethod == method ? body_ : std::string();
     return bytes + "Content-Length: " + std::to_string( body.size() ) + "\r\n\r\n" + body;

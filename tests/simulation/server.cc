@@ -8,9 +8,6 @@
 namespace simulation
 {
 
-pb::Ref<sipsnMessage> decoded( const std::string &bytes );
-std::string encoded( sipsnMessage *message );
-
 static std::string branchOf( const Message &message )
 {
     std::string via = message.values( "Via" ).at( 0 );
@@ -19,8 +16,8 @@ static std::string branchOf( const Message &message )
 
 ServerTransaction::ServerTransaction( World &world, int itsNumber, Relation &itsRelation, int itsClient,
                                       const std::string &bytes )
-    : Host( world, itsNumber ), branch( branchOf( Message::parse( bytes ) ) ), relation( relation.number ),
-      client( client ), session( relation.server ), request_( decoded( bytes ) )
+    : Host( world, itsNumber ), branch( branchOf( Message::parse( bytes ) ) ), relation( itsRelation.number ),
+      client( itsClient ), session( itsRelation.server ), request_( decoded( bytes ) )
 {
     cotrans = pb::own( sipauthServerCotransCreate( session->session, nullptr ) );
     inside = pb::share( cotrans->imp.get() );

@@ -11,7 +11,7 @@ TEST( UsrModule, TellsItsFacts )
     EXPECT_STREQ( pbModuleName( usrModule() ), "usr" );
     EXPECT_STREQ( pbModuleTitle( usrModule() ), "User Directory" );
     EXPECT_STREQ( pbModuleVersionText( usrModule() ), "4.2" );
-    EXPECT_STREQ( pbModuleNeeds( usrModule() ), "cs pb tr" );
+    EXPECT_STREQ( pbModuleNeeds( usrModule() ), "cs pb rfc tr" );
 }
 
 TEST( UsrModule, StartsAndStops )
