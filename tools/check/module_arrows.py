@@ -74,7 +74,7 @@ def module_problem(module, public, bracket, target):
             return "a public header depends on nothing but the language"
         return None if module in LIBCRYPTO_USERS else f"{module} may not use libcrypto"
     if target in THIRD_PARTY_USERS:
-        return None if module == THIRD_PARTY_USERS[target] and not public else f"{module} may not use the third-party library of {target}"
+        return None if module == THIRD_PARTY_USERS[target] and not public else f"{module} may not use {target}"
     if folder and folder not in SYSTEM_FOLDERS:
         return f"{module} may not use a third-party library"
     return None
