@@ -20,9 +20,12 @@ function( sipauth_install_library target name )
 endfunction()
 
 sipauth_install_library( sipauth-platform platform )
+sipauth_install_library( sipauth-usr-sqlite usr-sqlite )
+sipauth_install_library( sipauth-usr-postgres usr-postgres )
 if( TARGET sipauth )
     sipauth_install_library( sipauth sipauth )
 endif()
+sipauth_install_library( sipauth-cs-toml cs-toml )
 
 install( EXPORT sipauth-targets NAMESPACE sipauth:: DESTINATION ${sipauth_package_folder} COMPONENT development )
 configure_package_config_file( ${PROJECT_SOURCE_DIR}/cmake/sipauth-config.cmake.in
