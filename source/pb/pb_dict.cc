@@ -3,7 +3,7 @@
 // dictionary this time is mostly spent waiting for memory; what touches several entries begins to load all of them
 // before it works on the first.
 #include "pb/pb_buckets.h"
-#include "pb/pb_dict_private.h"
+#include "pb/pb_dict_values.h"
 #include "pb/pb_hash.h"
 #include "pb/pb_private.h"
 #include "pb/pb_type.h"

@@ -1,5 +1,5 @@
 // Dictionaries.
-#include "pb/pb_dict_private.h"
+#include "pb/pb_dict_values.h"
 #include "support/abort.h"
 #include "support/text.h"
 

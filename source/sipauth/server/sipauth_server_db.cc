@@ -2,7 +2,7 @@
 // time in the nonces of the challenges that it touches, however many others there are.
 #include "sipauth/server/sipauth_server_db_private.h"
 
-#include "pb/pb_dict_private.h"
+#include "pb/pb_dict_values.h"
 #include "pb/pb_hold.h"
 #include "pb/pb_type.h"
 #include "sipauth/base/sipauth_anchor_private.h"

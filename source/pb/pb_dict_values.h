@@ -1,6 +1,6 @@
 // What libraries above use of dictionaries besides the public functions.
-#ifndef PB_PB_DICT_PRIVATE_H
-#define PB_PB_DICT_PRIVATE_H
+#ifndef PB_PB_DICT_VALUES_H
+#define PB_PB_DICT_VALUES_H
 
 #include <pb/pb_dict.h>
 
