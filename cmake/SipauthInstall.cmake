@@ -25,6 +25,7 @@ sipauth_install_library( sipauth-usr-postgres usr-postgres )
 if( TARGET sipauth )
     sipauth_install_library( sipauth sipauth )
 endif()
+sipauth_install_library( sipauth-cs-toml cs-toml )
 
 install( EXPORT sipauth-targets NAMESPACE sipauth:: DESTINATION ${sipauth_package_folder} COMPONENT development )
 configure_package_config_file( ${PROJECT_SOURCE_DIR}/cmake/sipauth-config.cmake.in

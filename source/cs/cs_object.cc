@@ -14,7 +14,7 @@ namespace
 {
 
 std::shared_mutex mutex;
-// Empty until the first object is set.
+// Null while there is none.
 pb::Field<pbDict> objects;
 
 pb::Ref<pbObj> find( pbString *name )
@@ -70,6 +70,8 @@ void csSetObject( pbString *name, pbObj *object )
             pbDictSetValue( objects.inout(), name, object );
         else
             pbDictDelKey( objects.inout(), name );
+        if( pbDictLength( objects ) == 0 )
+            objects.clear();
         signals = cs::takeChangedSignals( name, before, object );
     }
     assertAll( signals );

@@ -139,8 +139,11 @@ pbProcess *Simulated::take()
 bool Simulated::step()
 {
     while( pbProcess *process = take() )
+    {
+        last_ = process;
         if( pb::runProcess( process ) )
             return true;
+    }
     return false;
 }
 

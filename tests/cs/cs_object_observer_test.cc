@@ -270,8 +270,10 @@ TEST_F( ObserverUpdate, IsSafeWhileOtherThreadsSetObjects )
                 csObjectObserverUpdateAddSignalable( observer, signalable );
             csObjectObserverUpdateAddSignalable( sharedObserver, signalable );
             for( csObjectObserver *each : { observer.get(), sharedObserver.get() } )
-                if( auto object = shown( each ) )
-                    EXPECT_EQ( pbStringLength( pbStringFrom( object ) ), 5 );
+            {
+                auto object = shown( each );
+                EXPECT_TRUE( !object || pbStringLength( pbStringFrom( object ) ) == 5 );
+            }
             if( round % 8 == 0 )
                 csObjectObserverConfigure( observer, string( "two" ), nullptr );
             csObjectObserverUpdateDelSignalable( sharedObserver, signalable );

@@ -8,6 +8,9 @@
 // status is 0 when every world kept its rules, 1 otherwise; standard error then names the seed and the rule.
 #include "world.h"
 
+#include <cs/cs_object.h>
+#include <pb/pb_std.hh>
+
 #include <chrono>
 #include <csignal>
 #include <cstdio>
@@ -201,6 +204,10 @@ int main( int argc, char **argv )
     Arguments arguments = argumentsOf( argc, argv );
     if( !pbModuleStart( sipauthModule() ) )
         return 1;
+    // What the configuration service makes at its first use belongs to no world.
+    auto name = pb::string( "people" );
+    csSetObject( name, pbStringObj( name ) );
+    csSetObject( name, nullptr );
     int status = 0;
     if( arguments.single )
     {

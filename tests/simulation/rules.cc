@@ -45,7 +45,7 @@ const char *firstBroken( const std::array<Rule, count> &rules )
 }
 
 // The text with which a channel of either side refuses a message of a kind; null when it takes it.
-const char *refusal( Kind channel, Kind message, const Order &had, bool server )
+const char *refusal( Kind channel, Kind message, const Order &had )
 {
     bool isRequest = message != Kind::response;
     switch( channel )
@@ -60,13 +60,13 @@ const char *refusal( Kind channel, Kind message, const Order &had, bool server )
                                         Rule{ !had.hadResponseFinal, "!imp->hadResponseFinal" } } );
     case Kind::cancel:
         return firstBroken( std::array{
-            Rule{ isRequest || !server, "sipsnMessageIsRequest( message )" },
+            Rule{ isRequest, "sipsnMessageIsRequest( message )" },
             Rule{ message == Kind::cancel, "sipbnMethodTryDecodeFromRequest( message ) == SIPBN_METHOD_CANCEL" },
             Rule{ had.hadRequest, "imp->hadRequest" }, Rule{ had.hadResponse, "imp->hadResponse" },
             Rule{ !had.hadResponseFinal, "!imp->hadResponseFinal" }, Rule{ !had.hadCancel, "!imp->hadCancel" } } );
     default:
         return firstBroken( std::array{
-            Rule{ isRequest || !server, "sipsnMessageIsRequest( message )" },
+            Rule{ isRequest, "sipsnMessageIsRequest( message )" },
             Rule{ message == Kind::ack, "sipbnMethodTryDecodeFromRequest( message ) == SIPBN_METHOD_ACK" },
             Rule{ had.hadRequest, "imp->hadRequest" }, Rule{ had.hadRequestInvite, "imp->hadRequestInvite" },
             Rule{ had.hadResponse, "imp->hadResponse" }, Rule{ had.hadResponseFinal, "imp->hadResponseFinal" },
@@ -110,13 +110,11 @@ Order orderOf( const Imp *imp )
 
 // Breaks a rule of a transaction's co-transaction, if the draw is one that breaks one.
 template<class Transaction>
-bool tryToBreak( Random &random, Transaction &transaction, bool server,
-                 const std::function<void( const std::string & )> &announce )
+bool tryToBreak( Random &random, Transaction &transaction, const std::function<void( const std::string & )> &announce )
 {
     auto channel = static_cast<Kind>( random.below( 4 ) );
     auto kind = random.chance( 60 ) ? channel : static_cast<Kind>( random.below( 4 ) );
-    const char *text =
-        transaction.cotrans ? refusal( channel, kind, orderOf( transaction.inside.get() ), server ) : nullptr;
+    const char *text = transaction.cotrans ? refusal( channel, kind, orderOf( transaction.inside.get() ) ) : nullptr;
     if( !text )
         return false;
     announce( text );
@@ -132,10 +130,10 @@ bool World::breakRule( const std::function<void( const std::string & )> &announc
     {
         if( random.chance( 50 ) && !clients_.empty() )
         {
-            if( tryToBreak( random, *random.any( clients_ ), false, announce ) )
+            if( tryToBreak( random, *random.any( clients_ ), announce ) )
                 return true;
         }
-        else if( !servers_.empty() && tryToBreak( random, *random.any( servers_ ), true, announce ) )
+        else if( !servers_.empty() && tryToBreak( random, *random.any( servers_ ), announce ) )
             return true;
     }
     return false;

@@ -20,7 +20,7 @@ Settings Settings::draw( Random &random )
     settings.qopAuthInt = random.chance( 25 );
     if( random.chance( 3 ) )
         settings.realm.clear();
-    constexpr int64_t expirations[] = { 0, 20, 200, 2000, 60000 };
+    constexpr int64_t expirations[] = { 0, 100, 1000, 10000, 60000 };
     settings.expiration = expirations[random.below( 5 )];
     settings.rechallenge = random.chance( 60 );
     settings.rechallengeInvalid = random.chance( 30 );

@@ -20,6 +20,34 @@ void sameLevel( pbAlert *alert, bool holds, const char *channel, int number )
         broken( "transaction %d: the alert of channel %s is %s", number, channel, holds ? "not set" : "set" );
 }
 
+// What the session shows of its state.
+StateImage imageOf( const sipauthSession *session )
+{
+    sipauth___SessionState *state = session->state;
+    auto scheme = []( int64_t value ) { return reinterpret_cast<const void *>( value ); };
+    return { state,
+             scheme( sipauth___SessionStateError( state ) ),
+             pb::own( sipauth___SessionStateClientUser( state ) ).get(),
+             pb::own( sipauth___SessionStateClientCredentials( state ) ).get(),
+             scheme( sipauth___SessionStateClientScheme( state ) ),
+             pb::own( sipauth___SessionStateClientDigest( state ) ).get(),
+             pb::own( sipauth___SessionStateServerUser( state ) ).get(),
+             pb::own( sipauth___SessionStateServerCredentials( state ) ).get(),
+             scheme( sipauth___SessionStateServerScheme( state ) ),
+             pb::own( sipauth___SessionStateServerDigest( state ) ).get(),
+             pb::own( sipauth___SessionStateServerPreviousAuthorization( state ) ).get(),
+             nullptr };
+}
+
+// A state that a session has given out and not got back yet stays as it was: the holder changes a copy.
+void stays( StateImage &seen, const sipauthSession *session )
+{
+    StateImage image = imageOf( session );
+    if( image[0] == seen[0] && session->extStateAcquired && image != seen )
+        broken( "a session's state was changed while it was given out" );
+    seen = image;
+}
+
 bool scheduled( const pbProcess *process )
 {
     return process->state.load() & pb::processState::scheduled;
@@ -37,6 +65,10 @@ void Watch::client( ClientTransaction &transaction )
     sameLevel( imp->ackAlert, imp->outAck, "ack", number );
     if( pbProcessHalted( imp->isProcess ) && imp->intSessionState )
         broken( "client %d: ended and holds the session's state", number );
+
+    if( imp->fixInitialChallenge &&
+        sipauthChallengeAuthenticatesLength( imp->fixInitialChallenge ) != transaction.alternatives )
+        broken( "client %d: its initial challenge was changed", number );
 
     sipauthSession *session = imp->fixSession;
     bool wants = imp->intState == sipauth::client::STATE_REQUEST || imp->intState == sipauth::client::STATE_CANCEL ||
@@ -87,10 +119,13 @@ void Watch::sessions()
             broken( "a session's error is gone" );
         saw = error;
     };
-    for( const auto &transaction : world_.clients_ )
-        errorStays( transaction->session->session, transaction->session->sawError );
-    for( const auto &transaction : world_.servers_ )
-        errorStays( transaction->session->session, transaction->session->sawError );
+    for( const auto &relation : world_.relations_ )
+    {
+        errorStays( relation->client->session, relation->client->sawError );
+        errorStays( relation->server->session, relation->server->sawError );
+        stays( relation->client->image, relation->client->session );
+        stays( relation->server->image, relation->server->session );
+    }
 }
 
 void Watch::database( bool quiet )

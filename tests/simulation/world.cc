@@ -158,7 +158,7 @@ void World::fly( Flight flight )
     if( flight.toServer && ( flight.bytes.find( "\r\nAuthorization:" ) != std::string::npos ||
                              flight.bytes.find( "\r\nProxy-Authorization:" ) != std::string::npos ) )
         wiretap_.push_back( flight.bytes );
-    flight.due = now() + ( random.chance( 40 ) ? 0 : random.below( networkDelay ) );
+    flight.due = now() + ( random.chance( 70 ) ? 0 : random.below( networkDelay ) );
     if( !calm_ && random.chance( 4 ) )
     {
         story.tell( now(), "wire: a message is lost" );
@@ -341,7 +341,10 @@ void World::act()
     else if( choice < 89 && quota_ > 0 )
     {
         quota_--;
-        open( *random.any( relations_ ), nullptr, 0 );
+        Relation &chosen = *random.any( relations_ );
+        if( sipauthSessionError( chosen.client->session ) && random.chance( 60 ) )
+            newClientSession( chosen );
+        open( chosen, nullptr, 0 );
     }
     else if( choice < 95 )
         passTime();
@@ -425,7 +428,12 @@ void World::end()
     pbSchedulerSetCurrent( nullptr );
     scheduler_.clear();
     if( pbObjLiveObjects() != liveBefore_ )
+    {
+        for( pbSort *sort = pbSortNext( nullptr ); sort; sort = pbSortNext( sort ) )
+            std::fprintf( stderr, "  %lld %s\n", static_cast<long long>( pbSortLiveObjects( sort ) ),
+                          pbSortName( sort ) );
         broken( "%lld objects are left", static_cast<long long>( pbObjLiveObjects() - liveBefore_ ) );
+    }
 }
 
 void World::run()

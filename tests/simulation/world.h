@@ -16,6 +16,7 @@
 #include <pb/pb_signal.h>
 #include <sipauth/sipauth.h>
 
+#include <array>
 #include <deque>
 #include <functional>
 #include <memory>
@@ -48,10 +49,14 @@ struct Statistics
     void add( const Statistics &other );
 };
 
+/// What a session's state looked like: the state itself and all that it refers to.
+using StateImage = std::array<const void *, 12>;
+
 /// A server's session with what the reference remembers of it.
 struct ServerSession
 {
     pb::Ref<sipauthSession> session;
+    StateImage image{};
     Settings settings;
     bool checks = true;
     bool proxy = false;
@@ -62,6 +67,7 @@ struct ServerSession
 struct ClientSession
 {
     pb::Ref<sipauthSession> session;
+    StateImage image{};
     bool proxy = false;
     bool sawError = false;
 };
@@ -117,6 +123,7 @@ public:
     pb::Ref<sipauth___ClientCotransImp> inside; ///< kept to watch it
     Relation &relation;
     const int attempt;
+    int64_t alternatives = 0; ///< in the challenge that it answers
 
     bool invite() const { return method == "INVITE"; }
 
@@ -136,6 +143,7 @@ private:
     void acknowledge();
     void tryAgain();
 
+    pb::Ref<sipsnMessage> request_; ///< as the host wrote it
     bool triedAgain_ = false;
     int64_t sequence_ = 0;
     std::string body_;

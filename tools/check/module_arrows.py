@@ -24,8 +24,10 @@ PLATFORM = {
 }
 LIBRARY = "sipauth"
 HOST = "host"
-# The drivers of user directories, each a library of its own, and what they share.
+# What depends on more than libcrypto: each a library of its own. The drivers of user directories with what they share,
+# the format of configuration files.
 DRIVERS = {
+    "cs_toml": {"pb", "tr", "cs"},
     "usr_seal": {"pb", "tr", "rfc", "usr"},
     "usr_sqlite": {"pb", "tr", "rfc", "usr", "usr_seal"},
     "usr_postgres": {"pb", "tr", "rfc", "usr", "usr_seal"},
@@ -42,7 +44,7 @@ AROUND_INSIDE = ("tests", "fuzz")
 
 # What library code may take from outside the tree besides the headers of the languages and of POSIX.
 LIBCRYPTO_USERS = set(PLATFORM) | {"usr_seal"}
-DATABASE_USERS = {"sqlite3.h": "usr_sqlite", "libpq-fe.h": "usr_postgres"}
+THIRD_PARTY_USERS = {"sqlite3.h": "usr_sqlite", "libpq-fe.h": "usr_postgres", "toml++/toml.h": "cs_toml"}
 SYSTEM_FOLDERS = {"sys", "netinet", "arpa", "net"}
 
 INCLUDE = re.compile(r'^[ \t]*#[ \t]*include[ \t]*([<"])([^>"]+)[>"]', re.MULTILINE)
@@ -71,8 +73,8 @@ def module_problem(module, public, bracket, target):
         if public:
             return "a public header depends on nothing but the language"
         return None if module in LIBCRYPTO_USERS else f"{module} may not use libcrypto"
-    if target in DATABASE_USERS:
-        return None if module == DATABASE_USERS[target] and not public else f"{module} may not use {target}"
+    if target in THIRD_PARTY_USERS:
+        return None if module == THIRD_PARTY_USERS[target] and not public else f"{module} may not use {target}"
     if folder and folder not in SYSTEM_FOLDERS:
         return f"{module} may not use a third-party library"
     return None

@@ -4,10 +4,12 @@
 #include "pb/pb_module_private.h"
 #include "sipauth/base/sipauth_defaults_private.h"
 #include "sipauth/base/sipauth_scheme_private.h"
+#include "sipauth/csupdate/sipauth_csupdate_20160512_private.h"
 #include "sipauth/digest/sipauth_digest_algorithm_private.h"
 #include "sipauth/digest/sipauth_digest_qop_private.h"
 #include "sipauth/session/sipauth_session_flags_private.h"
 #include "sipauth/sipauth_private.h"
+#include "sipauth/stack/sipauth_stack_cs_private.h"
 
 #include <cry/cry_hash.h>
 #include <cs/cs_object_record.h>
@@ -41,11 +43,15 @@ pbBool sipauth___ModuleStartup()
     sipauth___DigestAlgorithmStartup();
     sipauth___DigestQopStartup();
     sipauth___SessionFlagsStartup();
+    sipauth___StackCsStartup();
+    sipauth___Csupdate20160512Startup();
     return 1;
 }
 
 void sipauth___ModuleShutdown()
 {
+    sipauth___Csupdate20160512Shutdown();
+    sipauth___StackCsShutdown();
     sipauth___SessionFlagsShutdown();
     sipauth___DigestQopShutdown();
     sipauth___DigestAlgorithmShutdown();

@@ -1,0 +1,3 @@
+# Updates of stored configurations.
+list( APPEND sipauth_sources
+    csupdate/sipauth_csupdate_20160512.cc )
