@@ -120,6 +120,7 @@ TEST_F( PostgresUsers, RefusesABadConfiguration )
     };
     EXPECT_EQ( with( "pool", int64_t{ 65 } ), "pool: is to be an integer from 1 to 64" );
     EXPECT_EQ( with( "serverTimeout", int64_t{ 99 } ), "serverTimeout: is to be an integer from 100 to 600000" );
+    EXPECT_EQ( with( "path", "users.db" ), "path: is unknown" );
     EXPECT_EQ( with( "connection", "password=hunter2 nonsense" ),
                "connection: is no connection string as libpq takes it" );
     EXPECT_EQ( with( "connection", "passwort=hunter2" ), "connection: is no connection string as libpq takes it" );

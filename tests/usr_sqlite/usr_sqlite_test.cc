@@ -111,6 +111,10 @@ TEST_F( SqliteUsers, RefusesABadConfiguration )
     users::set( configured, "busyTimeout", "1" );
     EXPECT_FALSE( tryCreate( configured ) );
     EXPECT_EQ( reason, "busyTimeout: is to be an integer from 0 to 600000" );
+    configured = configuration();
+    users::set( configured, "reader", int64_t{ 1 } );
+    EXPECT_FALSE( tryCreate( configured ) );
+    EXPECT_EQ( reason, "reader: is unknown" );
     EXPECT_FALSE( std::filesystem::exists( path ) ) << "a bad configuration touches nothing";
 }
 
