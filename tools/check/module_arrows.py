@@ -24,7 +24,10 @@ PLATFORM = {
 }
 LIBRARY = "sipauth"
 HOST = "host"
-USES = {**PLATFORM, LIBRARY: set(PLATFORM), HOST: set(PLATFORM) | {LIBRARY}}
+# Libraries of their own beside the platform, since each needs what no other module may: the folders of its headers.
+BESIDE = {"cs_toml": {"pb", "cs"}}
+THIRD_PARTY = {"cs_toml": {"toml++"}}
+USES = {**PLATFORM, **BESIDE, LIBRARY: set(PLATFORM), HOST: set(PLATFORM) | {LIBRARY}}
 
 # Internal headers that every module may include although their names say private.
 SHARED_PRIVATE = {"pb/pb_module_private.h"}
@@ -64,6 +67,8 @@ def module_problem(module, public, bracket, target):
         if public:
             return "a public header depends on nothing but the language"
         return None if module in LIBCRYPTO_USERS else f"{module} may not use libcrypto"
+    if folder in THIRD_PARTY.get(module, ()):
+        return "a public header depends on nothing but the language" if public else None
     if folder and folder not in SYSTEM_FOLDERS:
         return f"{module} may not use a third-party library"
     return None
