@@ -59,6 +59,20 @@ void printTable( Medians &medians )
     }
 }
 
+void printFigures()
+{
+    if( bench::figures.empty() )
+        return;
+    std::printf( "\n| figure | value | must | stretch |\n|---|---|---|---|\n" );
+    for( const bench::Figure &figure : bench::figures )
+    {
+        std::printf( "| %s | %.0f |", figure.name.c_str(), figure.value );
+        for( double target : { figure.must, figure.stretch } )
+            target > 0 ? std::printf( " %.0f |", target ) : std::printf( " |" );
+        std::printf( "\n" );
+    }
+}
+
 } // namespace
 
 int main( int argc, char **argv )
@@ -77,6 +91,7 @@ int main( int argc, char **argv )
     Medians medians;
     benchmark::RunSpecifiedBenchmarks( &medians );
     printTable( medians );
+    printFigures();
     pbModuleStop( sipauthModule() );
     return 0;
 }

@@ -20,6 +20,8 @@ function( sipauth_install_library target name )
 endfunction()
 
 sipauth_install_library( sipauth-platform platform )
+sipauth_install_library( sipauth-usr-sqlite usr-sqlite )
+sipauth_install_library( sipauth-usr-postgres usr-postgres )
 if( TARGET sipauth )
     sipauth_install_library( sipauth sipauth )
 endif()

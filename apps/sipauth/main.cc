@@ -4,6 +4,8 @@
 #include <sipauth/sipauth_module.h>
 
 #include <pb/pb_module.h>
+#include <usr_postgres/usr_postgres.h>
+#include <usr_sqlite/usr_sqlite.h>
 
 #include <iostream>
 
@@ -48,7 +50,11 @@ int main( int argc, char **argv )
         tool::note( "sipauth: the library does not start" );
         return tool::exitUsage;
     }
+    usrSqliteRegister();
+    usrPostgresRegister();
     int result = run( argc, argv );
+    usrPostgresUnregister();
+    usrSqliteUnregister();
     pbModuleStop( sipauthModule() );
     return result;
 }

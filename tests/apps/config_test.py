@@ -80,6 +80,12 @@ class Shown(Config):
             for secret in ("secret-of-alice", "c2VjcmV0LW9mLWFsaWNl"):
                 self.assertNotIn(secret, done.out + done.err)
 
+    def test_opens_no_database(self):
+        path = self.folder / "users.db"
+        self.config(0, "show", f"[object.a]\nsort = 'USR_DIRECTORY'\n[object.a.config]\ndriver = 'sqlite'\n"
+                               f"path = '{path}'\n")
+        self.assertFalse(path.exists())
+
     def test_says_what_stacks_ignore(self):
         done = self.config(1, "show", stack("serverRechalenge = true\nserverRealm = 'r'\n"))
         self.assertIn("c.toml:6: error: unknown key 'serverRechalenge' (did you mean 'serverRechallenge'?)", done.err)
@@ -175,6 +181,10 @@ class Refused(Config):
         ("[object.a]\nsort = 'NOTHING'\n", 1, "c.toml:1: object 'a': its sort 'NOTHING' is not known"),
         ("[object.a]\nsort = 'USR_DIRECTORY'\n[object.a.config]\nlookupTimeout = 0\n", 1,
          "c.toml:4: object 'a': lookupTimeout: 0 is not within 1 and 600000"),
+        ("[object.a]\nsort = 'USR_DIRECTORY'\n[object.a.config]\ndriver = 'none'\n", 1,
+         "c.toml:4: object 'a': driver: there is no driver \"none\""),
+        ("[object.a]\nsort = 'USR_DIRECTORY'\n[object.a.config]\ndriver = 'sqlite'\n", 1,
+         "c.toml:3: object 'a': path: "),
         ("[object.a]\nsort = \n", 2, "c.toml:2:8: "),
         ("[object.a]\nserverRealm = 'r'\n", 2, "c.toml:2:1: 'object.a.serverRealm' is not known here"),
         ("[objekt.a]\n", 2, "c.toml:1:2: 'objekt' is not known here"),

@@ -44,14 +44,33 @@ class ModuleArrows(check_support.PlantedTree):
         self.assert_found(self.findings("source/sipauth/a.cc", "<openssl/evp.h>"), "sipauth may not use libcrypto")
 
     def test_refuses_a_third_party_library_below_the_programs(self):
-        self.assert_found(self.findings("source/cs/a.cc", "<toml++/toml.h>"), "third-party")
+        self.assert_found(self.findings("source/cs/a.cc", "<fmt/core.h>"), "third-party")
+        self.assert_found(self.findings("source/cs/a.cc", "<toml++/toml.h>"), "cs may not use toml++/toml.h")
+
+    def test_lets_a_driver_use_its_database_and_no_other_module(self):
+        self.assertEqual(self.findings("source/usr_sqlite/a.cc", "<sqlite3.h>", '"usr/usr_driver.h"',
+                                       '"usr_seal/usr_seal_row.h"'), [])
+        self.assertEqual(self.findings("source/usr_postgres/a.cc", "<libpq-fe.h>"), [])
+        self.assertEqual(self.findings("source/usr_seal/a.cc", "<openssl/evp.h>"), [])
+
+    def test_refuses_a_database_in_any_other_module(self):
+        self.assert_found(self.findings("source/usr/a.cc", "<sqlite3.h>"), "usr may not use sqlite3.h")
+
+    def test_refuses_the_database_of_another_driver(self):
+        self.assert_found(self.findings("source/usr_sqlite/a.cc", "<libpq-fe.h>"), "usr_sqlite may not use libpq-fe.h")
+
+    def test_refuses_a_database_in_a_public_header(self):
+        self.assert_found(self.findings("include/usr_sqlite/a.h", "<sqlite3.h>"), "usr_sqlite may not use sqlite3.h")
+
+    def test_refuses_a_driver_below_it(self):
+        self.assert_found(self.findings("source/usr/a.cc", '"usr_seal/usr_seal_row.h"'), "usr may not use usr_seal")
 
     def test_accepts_the_third_party_library_of_a_module(self):
         self.assertEqual(self.findings("source/cs_toml/a.cc", "<toml++/toml.h>", "<cs/cs_format.h>",
                                        "<pb/pb_store.h>"), [])
 
     def test_refuses_the_third_party_library_of_a_module_in_its_public_header(self):
-        self.assert_found(self.findings("include/cs_toml/a.h", "<toml++/toml.h>"), "nothing but the language")
+        self.assert_found(self.findings("include/cs_toml/a.h", "<toml++/toml.h>"), "cs_toml may not use toml++/toml.h")
 
     def test_refuses_any_other_third_party_library_of_such_a_module(self):
         self.assert_found(self.findings("source/cs_toml/a.cc", "<fmt/format.h>"), "third-party")

@@ -234,7 +234,7 @@ TEST( SchedulerHosted, TellsWhenItHasSomethingToDo )
 TEST( SchedulerHosted, TakesReadyProcessesFromAnyThread )
 {
     // The host sleeps until it is woken, so a lost wake-up would leave it asleep for ever.
-    constexpr int64_t rounds = 20000;
+    constexpr int64_t rounds = 5000;
     std::atomic<bool> awake = false;
     auto wake = []( void *context )
     {

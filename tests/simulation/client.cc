@@ -48,7 +48,8 @@ ClientTransaction::ClientTransaction( World &world, int itsNumber, Relation &its
     world.story.tell( world.now(), "client %d: %s of relation %d, attempt %d%s", number, method.c_str(),
                       relation.number, attempt, challenge ? ", answers a challenge" : "" );
     world.statistics.requests++;
-    sipauthClientCotransRequestWrite( cotrans, decoded( text( method ) ) );
+    request_ = decoded( text( method ) );
+    sipauthClientCotransRequestWrite( cotrans, request_ );
 }
 
 ClientTransaction::~ClientTransaction() = default;
@@ -76,6 +77,8 @@ void ClientTransaction::look()
         if( sessionHadFailed && pbSignalAsserted( inside->errorSignal ) )
             broken( "client %d: a request and an error", number );
         sent = true;
+        if( encoded( request_ ) != text( method ) )
+            broken( "client %d: the host's own request was changed", number );
         send( std::move( request ), filter, true );
     }
     if( auto cancel = pb::own( sipauthClientCotransCancelRead( cotrans, filter.inout() ) ) )
@@ -101,8 +104,12 @@ void ClientTransaction::look()
 
 void ClientTransaction::send( pb::Ref<sipsnMessage> message, siptpSendFilter *filter, bool isRequest )
 {
+    auto unsent = message;
+    std::string before = encoded( unsent );
     if( filter && !siptpSendFilterTryExecute( filter, message.inout(), nullptr ) )
         world_.story.tell( world_.now(), "client %d: could not be signed", number );
+    if( encoded( unsent ) != before )
+        broken( "client %d: the filter changed a message of others", number );
     std::string bytes = encoded( message );
     Message parsed = Message::parse( bytes );
     if( credentialsOf( parsed, session->proxy ) )

@@ -143,6 +143,7 @@ private:
     void acknowledge();
     void tryAgain();
 
+    pb::Ref<sipsnMessage> request_; ///< as the host wrote it
     bool triedAgain_ = false;
     int64_t sequence_ = 0;
     std::string body_;

@@ -24,10 +24,15 @@ PLATFORM = {
 }
 LIBRARY = "sipauth"
 HOST = "host"
-# Libraries of their own beside the platform, since each needs what no other module may: the folders of its headers.
-BESIDE = {"cs_toml": {"pb", "cs"}}
-THIRD_PARTY = {"cs_toml": {"toml++"}}
-USES = {**PLATFORM, **BESIDE, LIBRARY: set(PLATFORM), HOST: set(PLATFORM) | {LIBRARY}}
+# What depends on more than libcrypto: each a library of its own. The drivers of user directories with what they share,
+# the format of configuration files.
+DRIVERS = {
+    "cs_toml": {"pb", "tr", "cs"},
+    "usr_seal": {"pb", "tr", "rfc", "usr"},
+    "usr_sqlite": {"pb", "tr", "rfc", "usr", "usr_seal"},
+    "usr_postgres": {"pb", "tr", "rfc", "usr", "usr_seal"},
+}
+USES = {**PLATFORM, **DRIVERS, LIBRARY: set(PLATFORM), HOST: set(PLATFORM) | {LIBRARY}}
 
 # Internal headers that every module may include although their names say private.
 SHARED_PRIVATE = {"pb/pb_module_private.h"}
@@ -38,7 +43,8 @@ AROUND = ("apps", "examples", "bench")
 AROUND_INSIDE = ("tests", "fuzz")
 
 # What library code may take from outside the tree besides the headers of the languages and of POSIX.
-LIBCRYPTO_USERS = set(PLATFORM)
+LIBCRYPTO_USERS = set(PLATFORM) | {"usr_seal"}
+THIRD_PARTY_USERS = {"sqlite3.h": "usr_sqlite", "libpq-fe.h": "usr_postgres", "toml++/toml.h": "cs_toml"}
 SYSTEM_FOLDERS = {"sys", "netinet", "arpa", "net"}
 
 INCLUDE = re.compile(r'^[ \t]*#[ \t]*include[ \t]*([<"])([^>"]+)[>"]', re.MULTILINE)
@@ -67,8 +73,8 @@ def module_problem(module, public, bracket, target):
         if public:
             return "a public header depends on nothing but the language"
         return None if module in LIBCRYPTO_USERS else f"{module} may not use libcrypto"
-    if folder in THIRD_PARTY.get(module, ()):
-        return "a public header depends on nothing but the language" if public else None
+    if target in THIRD_PARTY_USERS:
+        return None if module == THIRD_PARTY_USERS[target] and not public else f"{module} may not use {target}"
     if folder and folder not in SYSTEM_FOLDERS:
         return f"{module} may not use a third-party library"
     return None

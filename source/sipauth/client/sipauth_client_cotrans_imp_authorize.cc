@@ -61,6 +61,7 @@ const char *sipauth___ClientCotransImpSetUpClientSide( sipauth___ClientCotransIm
     if( const char *problem = problemForDigest( credentials ) )
         return problem;
     auto digest = pb::own( sipauthDigestStateTryCreateFromAuthenticate( imp->fixOptions, imp->intAuthenticate ) );
+    // Kept as it is: the line says false, though it is null.
     if( !digest )
         return "[sipauth___ClientCotransImpStateRequestSetup()] sipauthDigestStateTryCreateFromAuthenticate(): false";
     sipauth___SessionStateSetClientScheme( imp->intSessionState.inout(), SIPAUTH_SCHEME_DIGEST );

@@ -1,5 +1,6 @@
-# The module itself.
+# The module itself, and what its state machines share.
 list( APPEND sipauth_test_sources
+    base/sipauth_machine_test.cc
     base/sipauth_module_test.cc
     base/sipauth_null_test.cc
     base/sipauth_scheme_test.cc )
