@@ -61,6 +61,11 @@ inline constexpr Target targets[] = {
     { "database/take/1000000", "bare/md5/auth", 9, 2 },
     { "process/one", "bare/md5/auth", 0.3, 0.1 },
     { "process/hundred", "bare/md5/auth", 0, 0 },
+    { "server/stored", "bare/md5/auth", 10, 5 },
+    { "server/kept", "bare/md5/auth", 8, 4 },
+    { "server/challenge", "bare/md5/auth", 8, 4 },
+    { "server/challenging", "bare/md5/auth", 0, 0 },
+    { "client", "bare/md5/auth", 8, 4 },
 };
 
 } // namespace bench

@@ -196,9 +196,13 @@ void live( Input &input )
             if( transaction.challenge() )
                 challenge = pb::share( transaction.challenge() );
     }
-    // Every query ends within the directory's time limit, and then every request is sent or fails.
-    simulation.drain();
-    simulation.advance( 5000 );
+    // Every query ends within the directory's time limit, and then every request is sent or fails. They wait for each
+    // other, one after the other.
+    for( size_t i = 0; i <= 2 * transactions.size(); i++ )
+    {
+        simulation.drain();
+        simulation.advance( 2500 );
+    }
     simulation.drain();
     for( Transaction &transaction : transactions )
     {

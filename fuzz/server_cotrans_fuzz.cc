@@ -161,9 +161,13 @@ void live( Input &input )
             if( !transaction.nonce().empty() )
                 nonce = transaction.nonce();
     }
-    // Every lookup ends within the directory's time limit, and then every request is decided.
-    simulation.drain();
-    simulation.advance( 5000 );
+    // Every lookup ends within the directory's time limit, and then every request is decided. They wait for each other,
+    // one after the other.
+    for( size_t i = 0; i <= 2 * transactions.size(); i++ )
+    {
+        simulation.drain();
+        simulation.advance( 2500 );
+    }
     simulation.drain();
     for( Transaction &transaction : transactions )
     {

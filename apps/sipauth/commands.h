@@ -13,6 +13,7 @@ void addCheck( CLI::App &app, Exit &result );
 void addChallenge( CLI::App &app, Exit &result );
 void addOptions( CLI::App &app, Exit &result );
 void addTrace( CLI::App &app, Exit &result );
+void addUser( CLI::App &app, Exit &result );
 
 } // namespace tool
 

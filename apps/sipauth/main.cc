@@ -1,9 +1,12 @@
-// sipauth: parses, answers, checks and makes SIP authentication headers, and shows options and traces.
+// sipauth: parses, answers, checks and makes SIP authentication headers, shows options and traces, and administrates
+// users.
 #include "commands.h"
 
 #include <sipauth/sipauth_module.h>
 
 #include <pb/pb_module.h>
+#include <usr_postgres/usr_postgres.h>
+#include <usr_sqlite/usr_sqlite.h>
 
 #include <iostream>
 
@@ -21,6 +24,7 @@ static int run( int argc, char **argv )
     tool::addChallenge( app, result );
     tool::addOptions( app, result );
     tool::addTrace( app, result );
+    tool::addUser( app, result );
     try
     {
         app.parse( argc, argv );
@@ -47,7 +51,12 @@ int main( int argc, char **argv )
         tool::note( "sipauth: the library does not start" );
         return tool::exitUsage;
     }
+    // What a configuration may name.
+    usrSqliteRegister();
+    usrPostgresRegister();
     int result = run( argc, argv );
+    usrPostgresUnregister();
+    usrSqliteUnregister();
     pbModuleStop( sipauthModule() );
     return result;
 }

@@ -133,13 +133,13 @@ private:
     static inline termios before_{};
 };
 
-std::string prompt( const std::string &user )
+std::string prompt( const std::string &question )
 {
     if( !isatty( STDIN_FILENO ) )
         throw UsageError( "no terminal to ask for the password: use --password-env or --password-file" );
     // Silent before it asks: who answers at once shall not see the answer.
     SilentTerminal silent;
-    std::cerr << "Password of " << user << ": " << std::flush;
+    std::cerr << question << ": " << std::flush;
     std::string password;
     bool read = static_cast<bool>( std::getline( std::cin, password ) );
     std::cerr << std::endl;
@@ -156,16 +156,29 @@ std::string firstLine( const std::string &path )
 
 } // namespace
 
+std::string PasswordSource::fromSource() const
+{
+    if( environment_.empty() )
+        return firstLine( file_ );
+    const char *value = std::getenv( environment_.c_str() );
+    if( !value )
+        throw UsageError( fmt::format( "the environment variable {} is not set", environment_ ) );
+    return value;
+}
+
 pb::Ref<pbString> PasswordSource::read( const std::string &user ) const
 {
-    if( !environment_.empty() )
-    {
-        const char *value = std::getenv( environment_.c_str() );
-        if( !value )
-            throw UsageError( fmt::format( "the environment variable {} is not set", environment_ ) );
-        return pb::string( value );
-    }
-    return pb::string( file_.empty() ? prompt( user ) : firstLine( file_ ) );
+    return pb::string( given() ? fromSource() : prompt( "Password of " + user ) );
+}
+
+pb::Ref<pbString> PasswordSource::readNew( const std::string &user ) const
+{
+    if( given() )
+        return pb::string( fromSource() );
+    std::string password = prompt( "New password of " + user );
+    if( prompt( "Again" ) != password )
+        throw UsageError( "the two passwords differ" );
+    return pb::string( password );
 }
 
 void addJson( CLI::App &command, bool &json )

@@ -62,8 +62,13 @@ public:
     void addTo( CLI::App &command );
     /// The password; asks for it as USER's when no source was given.
     pb::Ref<pbString> read( const std::string &user ) const;
+    /// The same for a password that is to be set: a prompt asks for it twice.
+    pb::Ref<pbString> readNew( const std::string &user ) const;
 
 private:
+    bool given() const { return !environment_.empty() || !file_.empty(); }
+    std::string fromSource() const;
+
     std::string environment_;
     std::string file_;
 };

@@ -27,6 +27,9 @@ public:
     /// The first slot in the bucket of HASH, 0 for none. There are buckets.
     uint32_t &first( uint32_t hash ) const { return heads_[place( hash )]; }
 
+    /// Begins to load the bucket of HASH, which will be read soon. There are buckets.
+    void prefetch( uint32_t hash ) const { __builtin_prefetch( &first( hash ), 1 ); }
+
     bool empty() const { return count_ == 0; }
 
     /// Becomes a copy of SOURCE; is empty before.

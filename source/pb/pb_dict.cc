@@ -1,11 +1,12 @@
 // Dictionaries: a hash table by key, and another one by the identity of the values, in which the entries of one value
-// form a list. So every operation costs time in the entries that it touches, and none rebuilds a table.
+// form a list. So every operation costs time in the entries that it touches, and none rebuilds a table. In a big
+// dictionary this time is mostly spent waiting for memory; what touches several entries begins to load all of them
+// before it works on the first.
 #include "pb/pb_buckets.h"
+#include "pb/pb_dict_values.h"
 #include "pb/pb_hash.h"
 #include "pb/pb_private.h"
 #include "pb/pb_type.h"
-
-#include <pb/pb_dict.h>
 
 namespace
 {
@@ -183,6 +184,53 @@ void unlinkValue( pbDict *dict, uint32_t slot )
         dict->entries[next].beside = entry.beside;
 }
 
+void setValue( pbDict *dict, pbString *key, uint32_t hash, pbObj *value )
+{
+    auto newValue = pb::share( value );
+    uint32_t slot = findKey( dict, key, hash );
+    if( slot )
+    {
+        unlinkValue( dict, slot );
+        std::swap( dict->entries[slot].value, *newValue.inout() );
+    }
+    else
+    {
+        slot = dict->entries.take();
+        dict->entries[slot].key = pb::share( key ).give();
+        dict->entries[slot].value = newValue.give();
+        dict->entries[slot].hash = hash;
+        linkKey( dict, slot );
+    }
+    linkValue( dict, slot );
+}
+
+// How many keys are looked ahead at most.
+constexpr int64_t prefetched = 16;
+
+// Begins to load what will be read under so many keys: first the buckets, then the first two entries in them. A third
+// one is rare.
+void prefetch( const pbDict *dict, const uint32_t *hashes, int64_t count )
+{
+    if( dict->entries.length() == 0 )
+        return;
+    for( int64_t index = 0; index < count; index++ )
+        dict->byKey.prefetch( hashes[index] );
+    for( int64_t index = 0; index < count; index++ )
+        dict->entries.prefetch( dict->byKey.first( hashes[index] ) );
+    for( int64_t index = 0; index < count; index++ )
+        dict->entries.prefetch( dict->entries[dict->byKey.first( hashes[index] )].next );
+}
+
+// The same for the keys of the entries of one value, from its first entry on.
+void prefetchValue( const pbDict *dict, uint32_t slot )
+{
+    uint32_t hashes[prefetched];
+    int64_t count = 0;
+    for( ; slot && count < prefetched; slot = dict->entries[slot].nextOfValue )
+        hashes[count++] = dict->entries[slot].hash;
+    prefetch( dict, hashes, count );
+}
+
 // Removes an entry that stands in no table any more.
 void discard( pbDict *dict, uint32_t slot )
 {
@@ -236,25 +284,30 @@ void pbDictSetValue( pbDict **dict, pbString *key, pbObj *value )
     PB_ASSERT( key );
     PB_ASSERT( value );
     // The value may be the dictionary itself, which is then shared.
-    auto newKey = pb::share( key );
     auto newValue = pb::share( value );
-    uint32_t hash = pb::hashText( key );
+    setValue( mutate( dict ), key, pb::hashText( key ), value );
+}
+
+void pb___DictSetValues( pbDict **dict, pbString *const *keys, int64_t count, pbObj *value )
+{
+    PB_ASSERT( dict );
+    PB_ASSERT( *dict );
+    PB_ASSERT( keys || count == 0 );
+    PB_ASSERT( count >= 0 );
+    PB_ASSERT( value );
+    for( int64_t index = 0; index < count; index++ )
+        PB_ASSERT( keys[index] );
+    auto newValue = pb::share( value );
     pbDict *changed = mutate( dict );
-    uint32_t slot = findKey( changed, key, hash );
-    if( slot )
+    uint32_t hashes[prefetched];
+    for( int64_t done = 0; done < count; done += prefetched )
     {
-        unlinkValue( changed, slot );
-        std::swap( changed->entries[slot].value, *newValue.inout() );
+        int64_t length = std::min( count - done, prefetched );
+        std::transform( keys + done, keys + done + length, hashes, pb::hashText );
+        prefetch( changed, hashes, length );
+        for( int64_t index = 0; index < length; index++ )
+            setValue( changed, keys[done + index], hashes[index], value );
     }
-    else
-    {
-        slot = changed->entries.take();
-        changed->entries[slot].key = newKey.give();
-        changed->entries[slot].value = newValue.give();
-        changed->entries[slot].hash = hash;
-        linkKey( changed, slot );
-    }
-    linkValue( changed, slot );
 }
 
 void pbDictDelKey( pbDict **dict, pbString *key )
@@ -280,6 +333,7 @@ void pbDictDelValue( pbDict **dict, pbObj *value )
     if( !slot )
         return;
     pbDict *changed = mutate( dict );
+    prefetchValue( changed, slot );
     linkOf( changed, value ) = changed->entries[slot].beside;
     changed->valuesLength--;
     while( slot )

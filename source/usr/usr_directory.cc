@@ -103,7 +103,7 @@ pbBool backendCheckConfig( pbStore *config, pbString **reason )
     std::string text = pb::text( why );
     size_t keyLength = text.find( ": " );
     if( keyLength != std::string::npos )
-        text = "'" + text.substr( 0, keyLength ) + "'" + text.substr( keyLength );
+        text.insert( keyLength, 1, '\'' ).insert( 0, 1, '\'' );
     usr___SetReason( reason, "%lc", text.c_str() );
     return 0;
 }

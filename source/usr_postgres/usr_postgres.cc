@@ -72,6 +72,7 @@ usr_postgres::Settings settingsOf( pbStore *config, std::string &reason )
     settings.keyFile = values.text( "keyFile", nullptr );
     settings.pool = values.integer( "pool", 4, 1, 64 );
     settings.serverTimeout = usr_postgres::Milliseconds( values.integer( "serverTimeout", 5000, 100, 600'000 ) );
+    values.end();
     reason = values.reason();
     // What libpq says about a connection string may show a piece of it, and that may be of the password.
     if( reason.empty() && !usr_postgres::connectionStringOk( settings.connection ) )

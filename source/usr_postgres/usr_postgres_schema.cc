@@ -46,6 +46,10 @@ namespace
 // A change counts as made when it is on stable storage, whatever the server is set to.
 constexpr char settle[] = "SELECT set_config( 'synchronous_commit', 'on', false )"
                           " WHERE current_setting( 'synchronous_commit' ) = 'off'";
+// Asks the catalogue itself: a name that was not found is remembered by the server, and what another transaction made
+// while this one waited for the lock would not show.
+constexpr char tableThere[] = "SELECT EXISTS( SELECT FROM pg_catalog.pg_class"
+                              " WHERE relname = 'sipauth_schema' AND pg_catalog.pg_table_is_visible( oid ) )";
 // Whoever else makes the tables at the same time waits here.
 constexpr char lock[] = "SELECT pg_advisory_xact_lock( 7522537965 )";
 
@@ -57,7 +61,7 @@ bool run( Session &session, const char *statement, std::string &reason )
 // The version of the tables, 0 when there are none; -1 with REASON.
 int64_t versionOf( Session &session, std::string &reason )
 {
-    ResultPtr there = session.execute( "SELECT to_regclass( 'sipauth_schema' ) IS NOT NULL", {}, reason );
+    ResultPtr there = session.execute( tableThere, {}, reason );
     if( !there )
         return -1;
     if( integerAt( there.get(), 0, 0 ) == 0 )

@@ -3,6 +3,8 @@
 
 #include "usr_seal/usr_seal_row.h"
 
+#include <algorithm>
+
 namespace usr_seal
 {
 
@@ -14,6 +16,7 @@ void Config::fail( const char *key, const std::string &what )
 
 std::string Config::text( const char *key, const char *fallback )
 {
+    known_.push_back( key );
     int64_t type = pbStoreValueTypeCstr( config_, key, -1 );
     if( type == PB_STORE_TYPE_INVALID && fallback )
         return fallback;
@@ -29,6 +32,7 @@ std::string Config::text( const char *key, const char *fallback )
 
 int64_t Config::integer( const char *key, int64_t fallback, int64_t low, int64_t high )
 {
+    known_.push_back( key );
     if( pbStoreValueTypeCstr( config_, key, -1 ) == PB_STORE_TYPE_INVALID )
         return fallback;
     int64_t value = 0;
@@ -36,6 +40,16 @@ int64_t Config::integer( const char *key, int64_t fallback, int64_t low, int64_t
         return value;
     fail( key, "is to be an integer from " + std::to_string( low ) + " to " + std::to_string( high ) );
     return fallback;
+}
+
+void Config::end()
+{
+    for( int64_t index = 0; index < pbStoreLength( config_ ); index++ )
+    {
+        std::string key = utf8( pb::own( pbStoreKeyAt( config_, index ) ) );
+        if( std::find( known_.begin(), known_.end(), key ) == known_.end() )
+            fail( key.c_str(), "is unknown" );
+    }
 }
 
 } // namespace usr_seal

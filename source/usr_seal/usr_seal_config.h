@@ -5,6 +5,7 @@
 #include <pb/pb_store.h>
 
 #include <string>
+#include <vector>
 
 namespace usr_seal
 {
@@ -20,6 +21,9 @@ public:
     /// The integer under a key, which lies between LOW and HIGH.
     int64_t integer( const char *key, int64_t fallback, int64_t low, int64_t high );
 
+    /// A key that nobody has asked for is a failure: a name that was misspelt would do nothing otherwise.
+    void end();
+
     bool good() const { return reason_.empty(); }
     const std::string &reason() const { return reason_; }
 
@@ -27,6 +31,7 @@ private:
     void fail( const char *key, const std::string &what );
 
     pbStore *config_;
+    std::vector<const char *> known_;
     std::string reason_;
 };
 

@@ -20,33 +20,45 @@ static int64_t starts = 0;
 
 constinit const pbModule usr_sqlite___module = { &record, needs, nullptr, nullptr, &starts };
 
+namespace
+{
+
+// What the object consists of.
+struct Users
+{
+    explicit Users( usr_sqlite::Settings settings )
+        : shared( std::move( settings ) ), administration( shared ), readers( shared )
+    {
+    }
+
+    usr_sqlite::Shared shared;
+    usr_sqlite::Administration administration;
+    usr_sqlite::Readers readers;
+};
+
+} // namespace
+
 struct usrSqlite
 {
     pb::Object object;
-    usr_sqlite::Administration *administration;
-    usr_sqlite::Readers *readers;
+    Users *users;
 };
 
 PB_TYPE( usrSqlite, USR_SQLITE, usr_sqlite, usr_sqlite___FreeFunc, nullptr );
 
 static void usr_sqlite___FreeFunc( pbObj *obj )
 {
-    usrSqlite *users = usrSqliteFrom( obj );
-    PB_ASSERT( users );
-    delete users->readers;
-    delete users->administration;
+    usrSqlite *object = usrSqliteFrom( obj );
+    PB_ASSERT( object );
+    delete object->users;
 }
 
 namespace
 {
 
-using usr_sqlite::Administration;
-using usr_sqlite::Readers;
-using usr_sqlite::Shared;
-
-Administration &administration( pbObj *driver )
+Users &usersOf( pbObj *driver )
 {
-    return *usrSqliteFrom( driver )->administration;
+    return *usrSqliteFrom( driver )->users;
 }
 
 // What a configuration says; a reason when it cannot be taken.
@@ -58,6 +70,7 @@ usr_sqlite::Settings settingsOf( pbStore *config, std::string &reason )
     settings.keyFile = values.text( "keyFile", ( settings.path + ".key" ).c_str() );
     settings.readers = values.integer( "readers", 2, 1, 64 );
     settings.busyTimeout = values.integer( "busyTimeout", 1000, 0, 600'000 );
+    values.end();
     reason = values.reason();
     return settings;
 }
@@ -76,11 +89,12 @@ pbObj *tryCreate( pbStore *config, trStream *stream, pbString **reason )
     if( !check( config, reason ) )
         return nullptr;
     std::string why;
-    auto shared = std::make_shared<Shared>( settingsOf( config, why ) );
-    auto administration = std::make_unique<Administration>( shared );
-    if( !usr_sqlite::makeDatabaseFile( shared->settings.path, why ) || !administration->open( why ) )
-        why.insert( 0, "path: " + shared->settings.path + ": " );
-    else if( !shared->keys.load( why ) )
+    auto object = pb::create<usrSqlite>( usrSqliteSort() );
+    object->users = new Users( settingsOf( config, why ) );
+    usr_sqlite::Shared &shared = object->users->shared;
+    if( !usr_sqlite::makeDatabaseFile( shared.settings.path, why ) || !object->users->administration.open( why ) )
+        why.insert( 0, "path: " + shared.settings.path + ": " );
+    else if( !shared.keys.load( why ) )
         why.insert( 0, "keyFile: " );
     if( !why.empty() )
     {
@@ -88,53 +102,50 @@ pbObj *tryCreate( pbStore *config, trStream *stream, pbString **reason )
         usr_seal::failed( reason, why );
         return nullptr;
     }
-    auto users = pb::create<usrSqlite>( usrSqliteSort() );
-    users->administration = administration.release();
-    users->readers = new Readers( std::move( shared ) );
-    return usrSqliteObj( users.give() );
+    object->users->readers.start();
+    return usrSqliteObj( object.give() );
 }
 
 void close( pbObj *driver )
 {
-    usrSqliteFrom( driver )->readers->stop();
-    administration( driver ).close();
+    usersOf( driver ).readers.stop();
+    usersOf( driver ).administration.close();
 }
 
 void lookup( pbObj *driver, usr___Request *request, pbString *userName, pbString *realm )
 {
-    usrSqliteFrom( driver )->readers->push( request,
-                                            { false, usr_seal::utf8( userName ), usr_seal::optionalUtf8( realm ) } );
+    usersOf( driver ).readers.push( request, { false, usr_seal::utf8( userName ), usr_seal::optionalUtf8( realm ) } );
 }
 
 void query( pbObj *driver, usr___Request *request, pbString *userId )
 {
-    usrSqliteFrom( driver )->readers->push( request, { true, usr_seal::utf8( userId ), {} } );
+    usersOf( driver ).readers.push( request, { true, usr_seal::utf8( userId ), {} } );
 }
 
 int64_t add( pbObj *driver, pbString *userId, pbString *userName, pbString *realm, pbString *password,
              pbString **reason )
 {
-    return administration( driver ).add( userId, userName, realm, password, reason );
+    return usersOf( driver ).administration.add( userId, userName, realm, password, reason );
 }
 
 int64_t setPassword( pbObj *driver, pbString *userId, pbString *password, pbString **reason )
 {
-    return administration( driver ).setPassword( userId, password, reason );
+    return usersOf( driver ).administration.setPassword( userId, password, reason );
 }
 
 int64_t setEnabled( pbObj *driver, pbString *userId, pbBool enabled, pbString **reason )
 {
-    return administration( driver ).setEnabled( userId, enabled != 0, reason );
+    return usersOf( driver ).administration.setEnabled( userId, enabled != 0, reason );
 }
 
 int64_t removeUser( pbObj *driver, pbString *userId, pbString **reason )
 {
-    return administration( driver ).remove( userId, reason );
+    return usersOf( driver ).administration.remove( userId, reason );
 }
 
 int64_t list( pbObj *driver, pbVector **users, pbString **reason )
 {
-    return administration( driver ).list( users, reason );
+    return usersOf( driver ).administration.list( users, reason );
 }
 
 constexpr usr___Driver driver = { "sqlite",   tryCreate,  close, lookup, query,   add,    setPassword,

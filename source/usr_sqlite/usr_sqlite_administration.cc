@@ -8,11 +8,6 @@
 namespace usr_sqlite
 {
 
-Administration::Administration( std::shared_ptr<Shared> shared )
-    : shared_( std::move( shared ) ), connection_( shared_->settings, Role::writer )
-{
-}
-
 bool Administration::open( std::string &reason )
 {
     std::lock_guard lock( mutex_ );
@@ -51,13 +46,13 @@ bool Administration::seal( usr_seal::Row &row, pbString *password, std::string &
 {
     if( !password )
         return true;
-    int sealed = shared_->keys.fileThere() ? 0 : anySealed( connection_ );
+    int sealed = shared_.keys.fileThere() ? 0 : anySealed( connection_ );
     if( sealed < 0 )
     {
         reason = connection_.failure();
         return false;
     }
-    return shared_->keys.seal( row, usr_seal::Secret::of( password ), sealed == 1, reason );
+    return shared_.keys.seal( row, usr_seal::Secret::of( password ), sealed == 1, reason );
 }
 
 int64_t Administration::add( pbString *userId, pbString *userName, pbString *realm, pbString *password,

@@ -11,7 +11,7 @@ namespace usr_sqlite
 class Administration
 {
 public:
-    explicit Administration( std::shared_ptr<Shared> shared );
+    explicit Administration( Shared &shared ) : shared_( shared ), connection_( shared.settings, Role::writer ) {}
 
     /// Opens the database and sets up its tables; false with REASON.
     bool open( std::string &reason );
@@ -31,7 +31,7 @@ private:
     bool seal( usr_seal::Row &row, pbString *password, std::string &reason );
     int64_t changePassword( pbString *userId, pbString *password, pbString **reason );
 
-    std::shared_ptr<Shared> shared_;
+    Shared &shared_;
     std::mutex mutex_;
     Connection connection_;
 };

@@ -13,13 +13,48 @@ namespace
 // More requests than this never wait. A directory has a limit of its own, which is lower by default.
 constexpr size_t queueLimit = 100'000;
 
-struct Job
-{
-    usr_seal::Request request;
-    usr_seal::Question question;
-};
+} // namespace
 
-void look( Connection &connection, Shared &shared, const Job &job )
+void Readers::start()
+{
+    for( int64_t count = 0; count < shared_.settings.readers; count++ )
+        threads_.emplace_back( &Readers::run, this );
+}
+
+void Readers::push( usr___Request *request, usr_seal::Question question )
+{
+    bool refused = false;
+    {
+        std::lock_guard lock( mutex_ );
+        refused = shared_.stop || jobs_.size() >= queueLimit;
+        if( !refused )
+            jobs_.push_back( { usr_seal::retain( request ), std::move( question ) } );
+    }
+    if( refused )
+        return usr___RequestEndWithout( request, "the directory is closed, or too many requests wait" );
+    changed_.notify_one();
+}
+
+void Readers::run()
+{
+    Connection connection( shared_.settings, Role::reader );
+    connection.patience().stop = &shared_.stop;
+    std::unique_lock lock( mutex_ );
+    while( true )
+    {
+        changed_.wait( lock, [&] { return shared_.stop || !jobs_.empty(); } );
+        if( shared_.stop )
+            return;
+        Job job = std::move( jobs_.front() );
+        jobs_.pop_front();
+        lock.unlock();
+        look( connection, job );
+        job.request.reset();
+        lock.lock();
+    }
+}
+
+void Readers::look( Connection &connection, const Job &job )
 {
     usr___Request *request = job.request.get();
     if( usr___RequestEnded( request ) )
@@ -31,81 +66,24 @@ void look( Connection &connection, Shared &shared, const Job &job )
         reason = connection.failure();
     connection.patience().request = nullptr;
     if( reason.empty() )
-        usr_seal::answer( request, job.question, rows, shared.keys );
+        usr_seal::answer( request, job.question, rows, shared_.keys );
     else
         usr___RequestEndWithout( request, reason.c_str() );
-}
-
-} // namespace
-
-struct Readers::Queue
-{
-    explicit Queue( std::shared_ptr<Shared> all ) : shared( std::move( all ) ) {}
-
-    std::shared_ptr<Shared> shared;
-    std::mutex mutex;
-    std::condition_variable changed;
-    std::deque<Job> jobs;
-};
-
-Readers::Readers( std::shared_ptr<Shared> shared ) : queue_( std::make_shared<Queue>( std::move( shared ) ) )
-{
-    for( int64_t count = 0; count < queue_->shared->settings.readers; count++ )
-        threads_.emplace_back( run, queue_ );
-}
-
-void Readers::push( usr___Request *request, usr_seal::Question question )
-{
-    bool refused = false;
-    {
-        std::lock_guard lock( queue_->mutex );
-        refused = queue_->shared->stop || queue_->jobs.size() >= queueLimit;
-        if( !refused )
-            queue_->jobs.push_back( { usr_seal::retain( request ), std::move( question ) } );
-    }
-    if( refused )
-        return usr___RequestEndWithout( request, "the directory is closed, or too many requests wait" );
-    queue_->changed.notify_one();
-}
-
-void Readers::run( std::shared_ptr<Queue> queue )
-{
-    Connection connection( queue->shared->settings, Role::reader );
-    connection.patience().stop = &queue->shared->stop;
-    std::unique_lock lock( queue->mutex );
-    while( true )
-    {
-        queue->changed.wait( lock, [&] { return queue->shared->stop || !queue->jobs.empty(); } );
-        if( queue->shared->stop )
-            return;
-        Job job = std::move( queue->jobs.front() );
-        queue->jobs.pop_front();
-        lock.unlock();
-        look( connection, *queue->shared, job );
-        job.request.reset();
-        lock.lock();
-    }
 }
 
 void Readers::stop()
 {
     std::deque<Job> left;
     {
-        std::lock_guard lock( queue_->mutex );
-        queue_->shared->stop = true;
-        left.swap( queue_->jobs );
+        std::lock_guard lock( mutex_ );
+        shared_.stop = true;
+        left.swap( jobs_ );
     }
-    queue_->changed.notify_all();
+    changed_.notify_all();
     for( const Job &job : left )
         usr___RequestEndWithout( job.request.get(), "the directory is closed" );
     for( std::thread &thread : std::exchange( threads_, {} ) )
-    {
-        // The thread whose request freed the directory ends by itself once it is back from that.
-        if( thread.get_id() == std::this_thread::get_id() )
-            thread.detach();
-        else
-            thread.join();
-    }
+        thread.join();
 }
 
 } // namespace usr_sqlite

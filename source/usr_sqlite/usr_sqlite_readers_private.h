@@ -7,7 +7,6 @@
 
 #include <condition_variable>
 #include <deque>
-#include <memory>
 #include <mutex>
 #include <thread>
 #include <vector>
@@ -15,8 +14,7 @@
 namespace usr_sqlite
 {
 
-/// What all threads of a directory share. It lives until the last of them is through with it: a request that ends may
-/// free the directory from the very thread that ends it.
+/// What the threads of a directory share.
 struct Shared
 {
     explicit Shared( Settings given ) : settings( std::move( given ) ), keys( settings.keyFile ) {}
@@ -30,22 +28,32 @@ struct Shared
 class Readers
 {
 public:
-    explicit Readers( std::shared_ptr<Shared> shared );
+    explicit Readers( Shared &shared ) : shared_( shared ) {}
     ~Readers() { stop(); }
     Readers( const Readers & ) = delete;
     Readers &operator=( const Readers & ) = delete;
 
+    /// Starts the threads.
+    void start();
     /// Lines a request up; when too many wait, or after the stop, it ends at once.
     void push( usr___Request *request, usr_seal::Question question );
-    /// Ends what waits and waits for the threads. Any thread, one of the readers, too.
+    /// Ends what waits and waits for the threads. Not to be called by one of them.
     void stop();
 
 private:
-    struct Queue;
+    struct Job
+    {
+        usr_seal::Request request;
+        usr_seal::Question question;
+    };
 
-    static void run( std::shared_ptr<Queue> queue );
+    void run();
+    void look( Connection &connection, const Job &job );
 
-    std::shared_ptr<Queue> queue_;
+    Shared &shared_;
+    std::mutex mutex_;
+    std::condition_variable changed_;
+    std::deque<Job> jobs_;
     std::vector<std::thread> threads_;
 };
 

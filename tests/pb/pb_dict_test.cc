@@ -1,11 +1,11 @@
 // Dictionaries.
+#include "pb/pb_dict_values.h"
 #include "support/abort.h"
 #include "support/text.h"
 
-#include <pb/pb_dict.h>
-
 #include <map>
 #include <random>
+#include <vector>
 
 namespace
 {
@@ -282,6 +282,72 @@ TEST( Dict, HoldsAHundredThousandEntriesAndGivesThemBack )
     }
 }
 
+// Sets a value under many keys at once.
+void setAll( pbDict **dict, const std::vector<std::string> &keys, pbObj *value )
+{
+    std::vector<pb::Ref<pbString>> held;
+    std::vector<pbString *> pointers;
+    for( const std::string &key : keys )
+    {
+        held.push_back( string( key ) );
+        pointers.push_back( held.back() );
+    }
+    pb___DictSetValues( dict, pointers.data(), static_cast<int64_t>( pointers.size() ), value );
+}
+
+TEST( Dict, SetsAValueUnderManyKeysAsUnderOneAfterTheOther )
+{
+    // Groups of the size of those that are loaded together, one less and one more; keys that come again, and others
+    // that hold something else.
+    for( int count : { 0, 1, 2, 15, 16, 17, 32, 100 } )
+    {
+        auto dict = own( pbDictCreate() );
+        auto other = value( "other" );
+        for( int number = 0; number < 200; number += 3 )
+            pbDictSetValue( dict.inout(), string( std::to_string( number ) ), other );
+        std::map<std::string, std::string> model;
+        for( int number = 0; number < 200; number += 3 )
+            model[std::to_string( number )] = "other";
+        std::vector<std::string> keys;
+        for( int number = 0; number < count; number++ )
+            keys.push_back( std::to_string( number * 7 % 50 ) );
+        auto set = value( "set" );
+        setAll( dict.inout(), keys, set );
+        for( const std::string &key : keys )
+            model[key] = "set";
+        ASSERT_EQ( pbDictLength( dict ), static_cast<int64_t>( model.size() ) );
+        int64_t keysOfSet = 0;
+        for( const auto &[key, text] : model )
+        {
+            EXPECT_EQ( at( dict, key.c_str() ), text );
+            keysOfSet += text == "set";
+        }
+        EXPECT_EQ( pbDictValueKeysLength( dict, set ), keysOfSet );
+        pbDictDelValue( dict.inout(), set );
+        EXPECT_EQ( pbDictLength( dict ), static_cast<int64_t>( model.size() ) - keysOfSet );
+    }
+}
+
+TEST( Dict, LeavesTheOtherHolderAloneWhenManyKeysAreSet )
+{
+    auto dict = own( pbDictCreate() );
+    setAll( dict.inout(), { "a", "b" }, value( "1" ) );
+    auto other = dict;
+    setAll( dict.inout(), { "b", "c" }, value( "2" ) );
+    EXPECT_EQ( at( dict, "b" ), "2" );
+    EXPECT_EQ( at( other, "b" ), "1" );
+    EXPECT_EQ( at( other, "c" ), "(none)" );
+}
+
+TEST( Dict, CanHoldItsFormerSelfUnderManyKeys )
+{
+    auto dict = own( pbDictCreate() );
+    setAll( dict.inout(), { "a", "b" }, pbDictObj( dict ) );
+    auto former = own( pbDictFrom( pbDictValue( dict, string( "b" ) ) ) );
+    EXPECT_EQ( pbDictLength( former ), 0 );
+    EXPECT_EQ( pbDictLength( dict ), 2 );
+}
+
 TEST( DictDeathTest, RefusesNull )
 {
     auto dict = own( pbDictCreate() );
@@ -289,6 +355,14 @@ TEST( DictDeathTest, RefusesNull )
     EXPECT_ABORT( pbDictSetValue( dict.inout(), string( "a" ), nullptr ), "source/pb/pb_dict", "value" );
     EXPECT_ABORT( pbDictDelValue( dict.inout(), nullptr ), "source/pb/pb_dict", "value" );
     EXPECT_ABORT( pbDictValue( nullptr, string( "a" ) ), "source/pb/pb_dict", "dict" );
+    pbString *none = nullptr;
+    pb::Ref<pbDict> empty;
+    EXPECT_ABORT( pb___DictSetValues( nullptr, &none, 0, value( "1" ) ), "source/pb/pb_dict", "dict" );
+    EXPECT_ABORT( pb___DictSetValues( empty.inout(), &none, 0, value( "1" ) ), "source/pb/pb_dict", "*dict" );
+    EXPECT_ABORT( pb___DictSetValues( dict.inout(), nullptr, 1, value( "1" ) ), "source/pb/pb_dict", "keys || count == 0" );
+    EXPECT_ABORT( pb___DictSetValues( dict.inout(), &none, -1, value( "1" ) ), "source/pb/pb_dict", "count >= 0" );
+    EXPECT_ABORT( pb___DictSetValues( dict.inout(), &none, 1, value( "1" ) ), "source/pb/pb_dict", "keys[index]" );
+    EXPECT_ABORT( pb___DictSetValues( dict.inout(), &none, 0, nullptr ), "source/pb/pb_dict", "value" );
 }
 
 } // namespace

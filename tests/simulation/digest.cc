@@ -123,7 +123,8 @@ DigestOffer DigestOffer::of( const Parameters &challenge )
 {
     DigestOffer offer;
     offer.algorithm = challenge.get( "algorithm" ).value_or( "MD5" );
-    std::string qops = "," + challenge.get( "qop" ).value_or( "" ) + ",";
+    std::string qops = challenge.get( "qop" ).value_or( "" );
+    qops.insert( 0, 1, ',' ).push_back( ',' );
     std::erase( qops, ' ' );
     offer.qopAuth = qops.find( ",auth," ) != std::string::npos;
     offer.qopAuthInt = qops.find( ",auth-int," ) != std::string::npos;

@@ -14,6 +14,7 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <chrono>
 #include <cstdlib>
 #include <filesystem>
@@ -146,6 +147,11 @@ inline std::vector<std::string> list( usrDirectory *directory )
         lines.push_back( line + ( enabled ? "" : " (disabled)" ) );
     }
     return lines;
+}
+
+inline bool allEnded( const std::vector<pb::Ref<usrLookup>> &lookups )
+{
+    return std::all_of( lookups.begin(), lookups.end(), []( usrLookup *lookup ) { return usrLookupEnd( lookup ); } );
 }
 
 /// A test with a folder, a scheduler that the test drives itself, and a record of what is traced.

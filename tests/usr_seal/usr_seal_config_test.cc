@@ -57,6 +57,19 @@ TEST( Config, SaysWhatIsWrongWithWhichKey )
     EXPECT_EQ( reasonOfInteger( "text", 1, 9 ), "text: is to be an integer from 1 to 9" );
 }
 
+TEST( Config, RefusesKeysThatNobodyAskedFor )
+{
+    auto values = own( pbStoreCreate() );
+    pbStoreSetValueCstr( values.inout(), "path", -1, string( "value" ) );
+    pbStoreSetValueIntCstr( values.inout(), "reader", -1, 1 );
+    usr_seal::Config config( values );
+    config.text( "path", nullptr );
+    config.integer( "readers", 2, 1, 9 );
+    EXPECT_TRUE( config.good() );
+    config.end();
+    EXPECT_EQ( config.reason(), "reader: is unknown" );
+}
+
 TEST( Config, KeepsTheFirstFailure )
 {
     auto values = store();

@@ -70,6 +70,10 @@ protected:
         return directory;
     }
 
+    std::string sql( const std::string &text ) { return Other( path ).run( text ); }
+    std::string keyFile() const { return path + ".key"; }
+    std::string table() const { return "users"; }
+
     Registered registered;
     std::string path = folder / "users.db";
 };

@@ -38,9 +38,10 @@ int64_t accept( sipauth___ServerCotransImp *imp )
 
 bool isReused( sipauth___ServerCotransImp *imp )
 {
+    if( !sipauthOptionsServerAcceptAuthorizationReuse( imp->fixOptions ) )
+        return false;
     auto previous = pb::own( sipauth___SessionStateServerPreviousAuthorization( imp->intSessionState ) );
-    return previous && sipauthAuthorizationEquals( previous, imp->intAuthorization ) &&
-           sipauthOptionsServerAcceptAuthorizationReuse( imp->fixOptions );
+    return previous && sipauthAuthorizationEquals( previous, imp->intAuthorization );
 }
 
 // A session that has failed is no obstacle: no step of the server asks for the session's error.

@@ -229,12 +229,13 @@ void assertPreconditions( const sipauth___ServerCotransImp *imp, int64_t state )
 {
     const Precondition &precondition = preconditions[state];
     unsigned set = setFields( imp );
+    unsigned wrong = ( precondition.must & ~set ) | ( set & ~( precondition.must | precondition.may ) );
+    if( wrong == 0 )
+        return;
     for( size_t index = 0; index < std::size( fieldTexts ); index++ )
     {
         unsigned field = 1U << index;
-        PB_ASSERT_TEXT( ( set & field ) || !( precondition.must & field ), fieldTexts[index].set );
-        PB_ASSERT_TEXT( !( set & field ) || ( ( precondition.must | precondition.may ) & field ),
-                        fieldTexts[index].unset );
+        PB_ASSERT_TEXT( !( wrong & field ), set & field ? fieldTexts[index].unset : fieldTexts[index].set );
     }
 }
 

@@ -2,6 +2,7 @@
 // time in the nonces of the challenges that it touches, however many others there are.
 #include "sipauth/server/sipauth_server_db_private.h"
 
+#include "pb/pb_dict_values.h"
 #include "pb/pb_hold.h"
 #include "pb/pb_type.h"
 #include "sipauth/base/sipauth_anchor_private.h"
@@ -12,6 +13,8 @@
 
 #include <pb/pb_timestamp.h>
 #include <sipauth/sipauth_scheme.h>
+
+#include <iterator>
 
 PB_TYPE( sipauth___ServerDb, SIPAUTH___SERVER_DB, sipauth, sipauth___ServerDbFreeFunc, nullptr );
 
@@ -35,6 +38,24 @@ static void sipauth___ServerDbFreeFunc( pbObj *obj )
 namespace
 {
 
+// Enters a record under the nonces of its challenge. A nonce that an older record has leads to this one from now on.
+void enter( sipauth___ServerDb *db, sipauth___ServerDbRecord *rec, sipauthServerChallenge *challenge )
+{
+    // The states, and with them the nonces, live on in the challenge.
+    pbString *nonces[16];
+    int64_t length = sipauthServerChallengeDigestStatesLength( challenge );
+    int64_t count = 0;
+    for( int64_t index = 0; index < length; index++ )
+    {
+        auto state = pb::own( sipauthServerChallengeDigestStateAt( challenge, index ) );
+        nonces[count++] = state->nonce;
+        if( count < static_cast<int64_t>( std::size( nonces ) ) && index + 1 < length )
+            continue;
+        pb___DictSetValues( db->recordsByNonce.inout(), nonces, count, pb::toObj( rec ) );
+        count = 0;
+    }
+}
+
 // Takes a record out of both containers. A nonce that a newer record has taken over stays with that one.
 void drop( sipauth___ServerDb *db, sipauth___ServerDbRecord *rec )
 {
@@ -54,12 +75,7 @@ void sipauth___ServerDbSetChallenge( sipauth___ServerDb *db, sipauthServerChalle
     if( anchor )
         sipauth___ServerDbRecordTraceCompleteAnchor( rec, anchor );
     pbPriorityMapSetValue( db->recordsByAge.inout(), pbTimestamp(), pb::toObj( rec.get() ) );
-    int64_t length = sipauthServerChallengeDigestStatesLength( challenge );
-    for( int64_t index = 0; index < length; index++ )
-    {
-        auto state = pb::own( sipauthServerChallengeDigestStateAt( challenge, index ) );
-        pbDictSetValue( db->recordsByNonce.inout(), state->nonce, pb::toObj( rec.get() ) );
-    }
+    enter( db, rec, challenge );
 }
 
 sipauthServerChallenge *sipauth___ServerDbChallenge( sipauth___ServerDb *db, sipauthAuthorization *authorization,

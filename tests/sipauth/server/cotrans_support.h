@@ -283,6 +283,9 @@ protected:
             sipauthOptionsSetDigestQop( options.inout(), qop );
     }
 
+    void allowBasic() { sipauthOptionsSetScheme( options.inout(), SIPAUTH_SCHEME_BASIC ); }
+    void passWithoutRechallenge() { sipauthOptionsSetServerRechallenge( options.inout(), 0 ); }
+
     sipauthStack *stack()
     {
         if( !stack_ )
@@ -396,6 +399,23 @@ private:
     pb::Ref<sipauthStack> stack_;
     pb::Ref<sipauthSession> session_;
 };
+
+/// The lines that the steps write, without what they have in common.
+namespace lines
+{
+
+inline constexpr char incoming[] = "StateRequest()] Incoming REGISTER";
+inline constexpr char noCredentials[] = "StateCheckNull()] sipauthAuthorizationTryDecodeFromMessage(): null";
+inline constexpr char checkUser[] = "StateCheckUser()]";
+inline constexpr char checkUserCredentials[] = "StateCheckUserCredentials()]";
+inline constexpr char noStoredChallenge[] = "StateCheckDigest()] sipauth___StackServerChallenge(): null";
+inline constexpr char wrongDigest[] = "StateCheckDigest()] sipauthDigestStateCheckAuthorization(): false";
+inline constexpr char failure[] = "StateCheckError()] Authentication failure.";
+inline constexpr char forbidden[] = "StateCheckError()] Outgoing response (403 Forbidden)";
+inline constexpr char challenged[] = "StateChallengeDone()] Outgoing response (401 Unauthorized)";
+inline constexpr char end[] = "StateEnd()]";
+
+} // namespace lines
 
 } // namespace cotrans
 

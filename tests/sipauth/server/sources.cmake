@@ -11,4 +11,5 @@ list( APPEND sipauth_test_sources
     server/sipauth_server_cotrans_imp_test.cc
     server/sipauth_server_cotrans_imp_challenge_test.cc
     server/sipauth_server_cotrans_imp_check_test.cc
-    server/sipauth_server_cotrans_imp_steps_test.cc )
+    server/sipauth_server_cotrans_imp_steps_test.cc
+    server/sipauth_server_cotrans_session_test.cc )
