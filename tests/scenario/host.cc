@@ -78,7 +78,7 @@ void Host::beat( void *context )
 {
     auto host = static_cast<Host *>( context );
     notice( host );
-    std::lock_guard lock( host->mutex_ );
+    // Without the lock: the scheduler may wake this host while it holds a lock of its own.
     if( host->timePasses_ )
         pbTimerSchedule( host->pulse_, beatMilliseconds );
 }
@@ -110,13 +110,9 @@ bool Host::until( const std::function<bool()> &holds )
 
 bool Host::untilTimePasses( const std::function<bool()> &holds )
 {
-    {
-        std::lock_guard lock( mutex_ );
-        timePasses_ = true;
-    }
+    timePasses_ = true;
     pbTimerSchedule( pulse_, beatMilliseconds );
     bool held = until( holds );
-    std::lock_guard lock( mutex_ );
     timePasses_ = false;
     return held;
 }

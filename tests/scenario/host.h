@@ -10,6 +10,7 @@
 #include <pb/pb_timer.h>
 #include <sipauth/sipauth_module.h>
 
+#include <atomic>
 #include <chrono>
 #include <condition_variable>
 #include <functional>
@@ -71,7 +72,7 @@ private:
     std::mutex mutex_;
     std::condition_variable changed_;
     int64_t events_ = 0;
-    bool timePasses_ = false;
+    std::atomic<bool> timePasses_ = false;
     pb::Ref<pbScheduler> scheduler_;
     pb::Ref<pbProcess> process_; ///< runs when an alert or a signal that the host was added to comes up
     pb::Ref<pbAlertable> alertable_;
