@@ -6,7 +6,6 @@
 #include "usr/usr_text.h"
 
 #include <cs/cs_sort_backend.h>
-#include <pb/pb_std.hh>
 
 PB_TYPE( usrDirectory, USR_DIRECTORY, usr, usr___DirectoryFreeFunc, nullptr );
 

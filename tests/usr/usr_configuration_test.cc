@@ -67,11 +67,11 @@ TEST_F( Configuration, MakesADirectoryWhoseUsersReferencesName )
 TEST_F( Configuration, IsRefusedWithTheLineTheKeyAndTheReason )
 {
     EXPECT_FALSE( load( head + "maxLookups = 0\n" ) );
-    EXPECT_EQ( refusal(), ":4: object 'users': 'maxLookups': 0 is not within 1 and 1000000" );
+    EXPECT_EQ( refusal(), ":4: object 'users': maxLookups: 0 is not within 1 and 1000000" );
     EXPECT_FALSE( load( head + alice + "enabled = 1\n" ) );
-    EXPECT_EQ( refusal(), ":7: object 'users': 'users.alice.enabled': is no boolean" );
+    EXPECT_EQ( refusal(), ":7: object 'users': users.alice.enabled: is no boolean" );
     EXPECT_FALSE( load( head + "driver = \"none\"\n" ) );
-    EXPECT_EQ( refusal(), ":4: object 'users': 'driver': there is no driver \"none\"" );
+    EXPECT_EQ( refusal(), ":4: object 'users': driver: there is no driver \"none\"" );
     EXPECT_EQ( users().get(), nullptr );
 }
 
