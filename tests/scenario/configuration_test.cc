@@ -193,7 +193,7 @@ TEST_P( Configured, OptionsThatAreChangedCountForNewSessions )
         Parties parties = Road::parties( registrar() );
         EXPECT_EQ( transact( parties ), 401 );
         EXPECT_EQ( transact( parties ), 200 );
-        EXPECT_EQ( headerOf( parties.wire, "Authorization" ).find( "nc=" ), std::string::npos ) << parties.wire;
+        EXPECT_EQ( headerOf( parties.wire, "Authorization" ).find( ", nc=" ), std::string::npos ) << parties.wire;
     }
 }
 

@@ -98,7 +98,7 @@ TEST_P( Parallel, AreAcceptedInTheOrderInWhichTheClientSignedThem )
     clients.clear();
     std::sort( sent.begin(), sent.end(),
                []( const std::string &a, const std::string &b )
-               { return a.substr( a.find( "nc=" ), 11 ) < b.substr( b.find( "nc=" ), 11 ); } );
+               { return a.substr( a.find( ", nc=" ), 13 ) < b.substr( b.find( ", nc=" ), 13 ); } );
     for( const std::string &request : sent )
         EXPECT_EQ( howMany( answerAll( { request } ), 200 ), 1 ) << request;
 }
