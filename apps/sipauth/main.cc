@@ -23,6 +23,7 @@ static int run( int argc, char **argv )
     tool::addCheck( app, result );
     tool::addChallenge( app, result );
     tool::addOptions( app, result );
+    tool::addConfig( app, result );
     tool::addTrace( app, result );
     tool::addUser( app, result );
     try

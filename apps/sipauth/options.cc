@@ -25,27 +25,6 @@ OptionsFile read( const std::string &path )
     return readOptionsFile( path );
 }
 
-Json toJson( pbStore *store )
-{
-    Json object = Json::object();
-    for( int64_t index = 0; index < pbStoreLength( store ); index++ )
-    {
-        auto key = pb::own( pbStoreKeyAt( store, index ) );
-        int64_t integer = 0;
-        pbBool boolean = 0;
-        Json &value = object[pb::text( key )];
-        if( auto nested = pb::own( pbStoreStore( store, key ) ) )
-            value = toJson( nested );
-        else if( pbStoreValueInt( store, key, &integer ) )
-            value = integer;
-        else if( pbStoreValueBool( store, key, &boolean ) )
-            value = boolean != 0;
-        else
-            value = pb::textOf( pbStoreValue( store, key ) );
-    }
-    return object;
-}
-
 // Prints a store form of the options; the answer is yes when nothing is wrong in the file.
 Exit show( const Arguments &arguments, bool full )
 {

@@ -71,7 +71,10 @@ std::string suggestion( const std::string &name, pbStore *known )
 class Checker
 {
 public:
-    Checker( const TomlStore &toml, const std::string &file ) : lines_( toml.lines ), file_( file ) {}
+    Checker( const std::map<std::string, int64_t> &lines, const std::string &prefix, const std::string &file )
+        : lines_( lines ), prefix_( prefix ), file_( file )
+    {
+    }
 
     void check( pbStore *store, pbStore *known, const std::string &prefix )
     {
@@ -110,7 +113,7 @@ public:
 private:
     void find( const std::string &key, const std::string &what )
     {
-        auto line = lines_.find( key );
+        auto line = lines_.find( prefix_ + key );
         findings.push_back( { file_, line == lines_.end() ? 1 : line->second, 0, what } );
     }
 
@@ -141,21 +144,30 @@ private:
     }
 
     const std::map<std::string, int64_t> &lines_;
+    const std::string &prefix_;
     const std::string &file_;
 };
 
 } // namespace
 
+std::vector<Finding> checkOptions( pbStore *options, const std::map<std::string, int64_t> &lines,
+                                   const std::string &prefix, const std::string &file )
+{
+    Checker checker( lines, prefix, file );
+    checker.check( options, schema(), "" );
+    checker.checkValues( options );
+    return checker.findings;
+}
+
 OptionsFile readOptionsFile( const std::string &path )
 {
     TomlStore toml = readToml( readInput( path ), path );
-    Checker checker( toml, path );
-    checker.findings = toml.findings;
-    checker.check( toml.store, schema(), "" );
-    checker.checkValues( toml.store );
-    std::stable_sort( checker.findings.begin(), checker.findings.end(),
+    std::vector<Finding> findings = toml.findings;
+    std::vector<Finding> ignored = checkOptions( toml.store, toml.lines, "", path );
+    findings.insert( findings.end(), ignored.begin(), ignored.end() );
+    std::stable_sort( findings.begin(), findings.end(),
                       []( const Finding &a, const Finding &b ) { return a.line < b.line; } );
-    return { pb::own( sipauthOptionsRestore( toml.store ) ), checker.findings };
+    return { pb::own( sipauthOptionsRestore( toml.store ) ), findings };
 }
 
 pb::Ref<sipauthOptions> optionsFor( const std::string &path, int64_t fallback )

@@ -16,6 +16,10 @@ struct OptionsFile
     std::vector<Finding> findings; ///< what the file says and the library ignores
 };
 
+/// What a store of options says and the library ignores. LINES tells where its keys stand, each with PREFIX in front.
+std::vector<Finding> checkOptions( pbStore *options, const std::map<std::string, int64_t> &lines,
+                                   const std::string &prefix, const std::string &file );
+
 /// Reads options from a file ("-" for standard input).
 OptionsFile readOptionsFile( const std::string &path );
 

@@ -1,10 +1,7 @@
-// Stores in TOML files.
+// Stores in TOML files: what the format of configurations reads and writes, in the terms of this tool.
 #include "toml_store.h"
 
-#include <fmt/format.h>
-#include <toml++/toml.h>
-
-#include <sstream>
+#include <cs_toml/cs_toml.h>
 
 namespace tool
 {
@@ -12,111 +9,64 @@ namespace tool
 namespace
 {
 
-class Reader
+struct Reading
 {
-public:
-    explicit Reader( TomlStore &result, const std::string &file ) : result_( result ), file_( file ) {}
+    TomlStore result;
+    const std::string &file;
 
-    pb::Ref<pbStore> read( const toml::table &table, const std::string &prefix )
+    static void key( void *reading, const char *key, int64_t line )
     {
-        auto store = pb::own( pbStoreCreate() );
-        for( const auto &[name, node] : table )
-        {
-            std::string key = prefix + std::string( name.str() );
-            result_.lines[key] = static_cast<int64_t>( name.source().begin.line );
-            set( store, std::string( name.str() ), key, node );
-        }
-        return store;
+        static_cast<Reading *>( reading )->result.lines[key] = line;
     }
-
-private:
-    void set( pb::Ref<pbStore> &store, const std::string &name, const std::string &key, const toml::node &node )
+    static void finding( void *reading, int64_t line, int64_t column, const char *what )
     {
-        auto nameString = pb::string( name );
-        if( const auto *text = node.as_string() )
-            pbStoreSetValue( store.inout(), nameString, pb::string( text->get() ) );
-        else if( const auto *integer = node.as_integer() )
-            pbStoreSetValueInt( store.inout(), nameString, integer->get() );
-        else if( const auto *boolean = node.as_boolean() )
-            pbStoreSetValueBool( store.inout(), nameString, boolean->get() );
-        else if( const auto *table = node.as_table() )
-            pbStoreSetStore( store.inout(), nameString, read( *table, key + "." ) );
-        else
-            result_.findings.push_back( { file_, static_cast<int64_t>( node.source().begin.line ),
-                                          static_cast<int64_t>( node.source().begin.column ),
-                                          fmt::format( "'{}' is neither text, integer, boolean nor table", key ) } );
+        auto *self = static_cast<Reading *>( reading );
+        self->result.findings.push_back( { self->file, line, column, what } );
     }
-
-    TomlStore &result_;
-    const std::string &file_;
 };
 
-std::string quoted( const std::string &text )
+pbString *remarkOf( void *remark, const char *key )
 {
-    std::ostringstream out;
-    out << toml::value<std::string>( text );
-    return out.str();
-}
-
-std::string valueText( pbStore *store, pbString *key )
-{
-    int64_t integer = 0;
-    pbBool boolean = 0;
-    if( pbStoreValueInt( store, key, &integer ) )
-        return fmt::format( "{}", integer );
-    if( pbStoreValueBool( store, key, &boolean ) )
-        return boolean ? "true" : "false";
-    return quoted( pb::textOf( pbStoreValue( store, key ) ) );
-}
-
-void write( std::string &out, pbStore *store, const std::string &prefix, const TomlComment &comment )
-{
-    for( int64_t index = 0; index < pbStoreLength( store ); index++ )
-    {
-        auto key = pb::own( pbStoreKeyAt( store, index ) );
-        if( pbStoreValueType( store, key ) == PB_STORE_TYPE_STORE )
-            continue;
-        std::string said = comment ? comment( prefix + pb::text( key ) ) : "";
-        out +=
-            fmt::format( "{} = {}{}{}\n", pb::text( key ), valueText( store, key ), said.empty() ? "" : "  # ", said );
-    }
-    for( int64_t index = 0; index < pbStoreLength( store ); index++ )
-    {
-        auto key = pb::own( pbStoreKeyAt( store, index ) );
-        auto nested = pb::own( pbStoreStore( store, key ) );
-        if( !nested )
-            continue;
-        std::string name = prefix + pb::text( key );
-        std::string said = comment ? comment( name ) : "";
-        out += fmt::format( "\n[{}]{}{}\n", name, said.empty() ? "" : "  # ", said );
-        write( out, nested, name + ".", comment );
-    }
+    std::string said = ( *static_cast<const TomlRemark *>( remark ) )( key );
+    return said.empty() ? nullptr : pb::string( said ).give();
 }
 
 } // namespace
 
 TomlStore readToml( const std::string &text, const std::string &file )
 {
-    try
-    {
-        toml::table table = toml::parse( text, file );
-        TomlStore result;
-        result.store = Reader( result, file ).read( table, "" );
-        return result;
-    }
-    catch( const toml::parse_error &error )
-    {
-        throw UsageError(
-            describe( { file, static_cast<int64_t>( error.source().begin.line ),
-                        static_cast<int64_t>( error.source().begin.column ), std::string( error.description() ) } ) );
-    }
+    Reading reading = { {}, file };
+    auto store = pb::own( csTomlTryDecodeStore( pb::buffer( text ), Reading::key, Reading::finding, &reading ) );
+    if( !store )
+        throw UsageError( describe( reading.result.findings.at( 0 ) ) );
+    reading.result.store = store;
+    return reading.result;
 }
 
-std::string writeToml( pbStore *store, const TomlComment &comment )
+std::string writeToml( pbStore *store, TomlRemark remark )
 {
-    std::string out;
-    write( out, store, "", comment );
-    return out;
+    return pb::bytes( pb::own( csTomlEncodeStore( store, remark ? remarkOf : nullptr, &remark ) ) );
+}
+
+Json toJson( pbStore *store )
+{
+    Json object = Json::object();
+    for( int64_t index = 0; index < pbStoreLength( store ); index++ )
+    {
+        auto key = pb::own( pbStoreKeyAt( store, index ) );
+        int64_t integer = 0;
+        pbBool boolean = 0;
+        Json &value = object[pb::text( key )];
+        if( auto nested = pb::own( pbStoreStore( store, key ) ) )
+            value = toJson( nested );
+        else if( pbStoreValueInt( store, key, &integer ) )
+            value = integer;
+        else if( pbStoreValueBool( store, key, &boolean ) )
+            value = boolean != 0;
+        else
+            value = pb::textOf( pbStoreValue( store, key ) );
+    }
+    return object;
 }
 
 } // namespace tool

@@ -24,10 +24,13 @@ struct TomlStore
 TomlStore readToml( const std::string &text, const std::string &file );
 
 /// What to say behind the value of a key ("table.key" for a nested one), empty for nothing.
-using TomlComment = std::function<std::string( const std::string &key )>;
+using TomlRemark = std::function<std::string( const std::string &key )>;
 
 /// A store as TOML text: values first, then one table for each nested store.
-std::string writeToml( pbStore *store, const TomlComment &comment );
+std::string writeToml( pbStore *store, TomlRemark remark );
+
+/// A store as a JSON object.
+Json toJson( pbStore *store );
 
 } // namespace tool
 

@@ -36,7 +36,8 @@ typedef pbStore *( *csSortConfigFunc )( pbObj *object, int64_t storeFlags );
 typedef void ( *csSortSetConfigFunc )( pbObj *object, pbStore *config );
 /// A new store: the canonical form of a configuration.
 typedef pbStore *( *csSortNormalizeConfigFunc )( pbStore *config, int64_t storeFlags );
-/// 1 when a configuration can be taken; 0 with *REASON set to a new string that says what is wrong with which key.
+/// 1 when a configuration can be taken; 0 with *REASON set to a new string that says what is wrong with which key:
+/// "key: what", or "table.key: what", so that the line can be told.
 typedef pbBool ( *csSortCheckConfigFunc )( pbStore *config, pbString **reason );
 /// Completes an anchor with the object's stream.
 typedef void ( *csSortTraceCompleteAnchorFunc )( pbObj *object, trAnchor *anchor );

@@ -21,6 +21,9 @@ PB_BEGIN_DECLS
 /// only values and recorded versions have changed; otherwise it writes the file from nothing.
 PB_EXPORT csFormat *csTomlFormatCreate( void );
 
+/// A new store with the tables and values that a file with this update holds.
+PB_EXPORT pbStore *csTomlUpdateStore( csUpdate *update );
+
 /// Told for each key of a text, nested ones after their table ("table.key"), in the order of the text, on which line it
 /// stands.
 typedef void ( *csTomlKeyFunc )( void *context, const char *key, int64_t line );

@@ -45,22 +45,23 @@ void setReasonOf( pbString *path, const std::string &what, pbString **reason )
     setReason( pb::text( path ) + ( placed ? ":" : ": " ) + what, reason );
 }
 
-// The key that a refusal names first ("object 'main': 'driver' is ..."), empty when it names none.
+// The key that a refusal names first ("object 'main': driver: there is none"), empty when it names none.
 std::string namedKey( const std::string &why, const std::string &object )
 {
-    std::string begin = "object '" + object + "': '";
-    size_t end = why.find( '\'', begin.size() );
+    std::string begin = "object '" + object + "': ";
+    size_t end = why.find( ": ", begin.size() );
     return why.starts_with( begin ) && end != std::string::npos ? why.substr( begin.size(), end - begin.size() ) : "";
 }
 
-// Where an object stands, or better its key; empty when the file does not have it, since an update has made it.
-std::string place( csFile *file, pbString *object, const std::string &key )
+// Where a key of an object stands; of one that is missing its table, or the object. Empty when the file does not have
+// the object, since an update has made it.
+std::string place( csFile *file, pbString *object, std::string key )
 {
     auto lines = pb::own( pbStoreStore( file->lines, object ) );
     int64_t line = 0;
-    if( lines && ( pbStoreValueInt( lines, pb::string( key ), &line ) || pbStoreValueIntCstr( lines, "", 0, &line ) ) )
-        return std::to_string( line ) + ": ";
-    return "";
+    while( lines && !pbStoreValueInt( lines, pb::string( key ), &line ) && !key.empty() )
+        key.resize( key.find( '.' ) == std::string::npos ? 0 : key.rfind( '.' ) );
+    return line ? std::to_string( line ) + ": " : "";
 }
 
 // The file that a path leads to, through symbolic links.

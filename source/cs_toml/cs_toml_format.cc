@@ -1,6 +1,7 @@
 // Configurations as TOML text.
 #include "cs_toml/cs_toml_edit_private.h"
 #include "cs_toml/cs_toml_text_private.h"
+#include "pb/pb_assert.h"
 
 #include <cs_toml/cs_toml.h>
 #include <pb/pb_std.hh>
@@ -152,9 +153,32 @@ csUpdate *tryDecode( pbBuffer *bytes, pbStore **lines, pbString **reason )
     return nullptr;
 }
 
-// The tables and values that a file holds.
-pb::Ref<pbStore> storeOf( csUpdate *update )
+bool holds( const std::string &text, csUpdate *update )
 {
+    pb::Ref<pbStore> lines;
+    pb::Ref<pbString> reason;
+    auto read = pb::own( tryDecode( pb::buffer( text ), lines.inout(), reason.inout() ) );
+    return read && csUpdateEquals( read, update );
+}
+
+pbBuffer *encode( csUpdate *update, pbBuffer *old )
+{
+    auto store = pb::own( csTomlUpdateStore( update ) );
+    std::string edited = cs_toml::edit( pb::bytes( old ), store );
+    // The edited text is taken only when it says what it shall say.
+    return holds( edited, update ) ? pb::buffer( edited ).give() : csTomlEncodeStore( store, nullptr, nullptr );
+}
+
+} // namespace
+
+csFormat *csTomlFormatCreate()
+{
+    return csFormatCreate( tryDecode, encode );
+}
+
+pbStore *csTomlUpdateStore( csUpdate *update )
+{
+    PB_ASSERT( update );
     auto objects = pb::own( pbStoreCreate() );
     auto names = pb::own( csUpdateAllObjects( update ) );
     for( int64_t index = 0; index < csUpdateObjectsLength( names ); index++ )
@@ -173,28 +197,5 @@ pb::Ref<pbStore> storeOf( csUpdate *update )
         pbStoreSetStoreCstr( store.inout(), modulesKey, -1, versions );
     if( pbStoreLength( objects ) > 0 )
         pbStoreSetStoreCstr( store.inout(), objectKey, -1, objects );
-    return store;
-}
-
-bool holds( const std::string &text, csUpdate *update )
-{
-    pb::Ref<pbStore> lines;
-    pb::Ref<pbString> reason;
-    auto read = pb::own( tryDecode( pb::buffer( text ), lines.inout(), reason.inout() ) );
-    return read && csUpdateEquals( read, update );
-}
-
-pbBuffer *encode( csUpdate *update, pbBuffer *old )
-{
-    auto store = storeOf( update );
-    std::string edited = cs_toml::edit( pb::bytes( old ), store );
-    // The edited text is taken only when it says what it shall say.
-    return holds( edited, update ) ? pb::buffer( edited ).give() : csTomlEncodeStore( store, nullptr, nullptr );
-}
-
-} // namespace
-
-csFormat *csTomlFormatCreate()
-{
-    return csFormatCreate( tryDecode, encode );
+    return store.give();
 }

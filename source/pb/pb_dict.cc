@@ -292,7 +292,7 @@ void pb___DictSetValues( pbDict **dict, pbString *const *keys, int64_t count, pb
 {
     PB_ASSERT( dict );
     PB_ASSERT( *dict );
-    PB_ASSERT( keys );
+    PB_ASSERT( keys || count == 0 );
     PB_ASSERT( count >= 0 );
     PB_ASSERT( value );
     for( int64_t index = 0; index < count; index++ )

@@ -94,20 +94,6 @@ void backendSetConfig( pbObj *object, pbStore *config )
     (void) usrDirectoryTrySetConfig( usrDirectoryFrom( object ), config, nullptr );
 }
 
-// The service finds the line of a key that a reason begins with in quotes.
-pbBool backendCheckConfig( pbStore *config, pbString **reason )
-{
-    pb::Ref<pbString> why;
-    if( usrDirectoryCheckConfig( config, why.inout() ) )
-        return 1;
-    std::string text = pb::text( why );
-    size_t keyLength = text.find( ": " );
-    if( keyLength != std::string::npos )
-        text.insert( keyLength, 1, '\'' ).insert( 0, 1, '\'' );
-    usr___SetReason( reason, "%lc", text.c_str() );
-    return 0;
-}
-
 void backendTraceCompleteAnchor( pbObj *object, trAnchor *anchor )
 {
     usrDirectoryTraceCompleteAnchor( usrDirectoryFrom( object ), anchor );
@@ -118,9 +104,9 @@ void backendTraceCompleteAnchor( pbObj *object, trAnchor *anchor )
 void usr___DirectoryStartup()
 {
     // A directory that leaves the configuration goes on for those who use it.
-    usr___directoryBackend =
-        csSortBackendCreate( usrDirectorySort(), backendTryCreate, backendConfig, backendSetConfig,
-                             usrDirectoryNormalizeConfig, backendCheckConfig, backendTraceCompleteAnchor, nullptr );
+    usr___directoryBackend = csSortBackendCreate( usrDirectorySort(), backendTryCreate, backendConfig, backendSetConfig,
+                                                  usrDirectoryNormalizeConfig, usrDirectoryCheckConfig,
+                                                  backendTraceCompleteAnchor, nullptr );
 }
 
 void usr___DirectoryShutdown()

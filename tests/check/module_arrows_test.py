@@ -65,6 +65,19 @@ class ModuleArrows(check_support.PlantedTree):
     def test_refuses_a_driver_below_it(self):
         self.assert_found(self.findings("source/usr/a.cc", '"usr_seal/usr_seal_row.h"'), "usr may not use usr_seal")
 
+    def test_accepts_the_third_party_library_of_a_module(self):
+        self.assertEqual(self.findings("source/cs_toml/a.cc", "<toml++/toml.h>", "<cs/cs_format.h>",
+                                       "<pb/pb_store.h>"), [])
+
+    def test_refuses_the_third_party_library_of_a_module_in_its_public_header(self):
+        self.assert_found(self.findings("include/cs_toml/a.h", "<toml++/toml.h>"), "cs_toml may not use toml++/toml.h")
+
+    def test_refuses_any_other_third_party_library_of_such_a_module(self):
+        self.assert_found(self.findings("source/cs_toml/a.cc", "<fmt/format.h>"), "third-party")
+
+    def test_refuses_such_a_module_in_the_library_and_the_platform(self):
+        self.assert_found(self.findings("source/cs/a.cc", "<cs_toml/cs_toml.h>"), "cs may not use cs_toml")
+
     def test_refuses_a_path_that_does_not_start_at_a_module(self):
         self.assert_found(self.findings("source/pb/a.cc", '"pb_private.h"'), "by its path from source/")
 

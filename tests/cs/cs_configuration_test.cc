@@ -163,7 +163,7 @@ TEST_F( Configuration, ReadsBackWhatItsObjectsSay )
 
 TEST_F( Configuration, IsNotLoadedWhenItIsRefused )
 {
-    EXPECT_EQ( load( "one PB_BUFFER id a\none PB_BUFFER size -1\n" ), "2: object 'one': 'size' must not be below 0" );
+    EXPECT_EQ( load( "one PB_BUFFER id a\none PB_BUFFER size -1\n" ), "2: object 'one': size: must not be below 0" );
     EXPECT_EQ( load( "one PB_BUFFER id a\ntwo NOTHING\n" ), "2: object 'two': its sort 'NOTHING' is not known" );
     EXPECT_EQ( load( "! broken" ), "1:3: broken" );
     EXPECT_EQ( things.takeLog(), Log{} ) << "nothing is made before everything is checked";
@@ -261,7 +261,7 @@ TEST_F( Migration, LeavesANewerFileAlone )
 TEST_F( Migration, LeavesTheFileAloneWhenTheConfigurationIsRefused )
 {
     const char *text = "one PB_BUFFER name a\none PB_BUFFER size -1\n";
-    EXPECT_EQ( load( text ), "2: object 'one': 'size' must not be below 0" );
+    EXPECT_EQ( load( text ), "2: object 'one': size: must not be below 0" );
     const char *unmade = "one PB_BUFFER name a\none PB_BUFFER size 13\n";
     EXPECT_EQ( load( unmade ), " object 'one' cannot be made" );
     EXPECT_EQ( readText( path() ), unmade );

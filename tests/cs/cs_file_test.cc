@@ -103,9 +103,9 @@ TEST_F( FileTest, NamesTheLineOfWhatIsWrong )
         return support::text( reason ).substr( path().size() );
     };
     EXPECT_EQ( refusal( "a PB_BUFFER\nb PB_BUFFER id x\nb PB_BUFFER size -1\n" ),
-               ":3: object 'b': 'size' must not be below 0" );
+               ":3: object 'b': size: must not be below 0" );
     EXPECT_EQ( refusal( "b PB_BUFFER id x\nb PB_BUFFER more.size -1\n" ),
-               ":2: object 'b': 'more.size' must not be below 0" );
+               ":2: object 'b': more.size: must not be below 0" );
     EXPECT_EQ( refusal( "a PB_BUFFER\nb PB_BUFFER id x\nb PB_BUFFER strange yes\n" ),
                ":2: object 'b': it is too strange" )
         << "no key is named, so it is the object's line";

@@ -145,11 +145,13 @@ private:
     {
         auto more = own( pbStoreStoreCstr( config, "more", -1 ) );
         if( sizeOf( config ) < 0 )
-            *reason = string( "'size' must not be below 0" ).give();
+            *reason = string( "size: must not be below 0" ).give();
         else if( more && sizeOf( more ) < 0 )
-            *reason = string( "'more.size' must not be below 0" ).give();
+            *reason = string( "more.size: must not be below 0" ).give();
         else if( pbStoreValueTypeCstr( config, "strange", -1 ) != PB_STORE_TYPE_INVALID )
             *reason = string( "it is too strange" ).give();
+        else if( more && pbStoreLength( more ) == 0 )
+            *reason = string( "more.size.least: there must be one" ).give();
         return *reason == nullptr;
     }
     static void complete( pbObj *, trAnchor * ) {}

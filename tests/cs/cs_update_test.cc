@@ -157,7 +157,7 @@ TEST( Normalizing, RefusesWhatCannotBeTaken )
                "'.'" );
     Update update = own( csUpdateCreate() );
     csUpdateSetObject( update.inout(), string( "one" ), pbBufferSort(), configOf( "a", -1 ) );
-    EXPECT_EQ( refusalOf( update ), "one | object 'one': 'size' must not be below 0" );
+    EXPECT_EQ( refusalOf( update ), "one | object 'one': size: must not be below 0" );
 }
 
 TEST( UpdateDeathTest, RefusesNull )

@@ -120,10 +120,13 @@ TEST_F( TomlFormat, TellsTheLinesOfObjectsAndKeys )
         return support::text( reason ).substr( path().size() );
     };
     EXPECT_EQ( refusal( "[object.a]\nsort = 'PB_BUFFER'\n[object.a.config]\nid = 'x'\nsize = -1\n" ),
-               ":5: object 'a': 'size' must not be below 0" );
+               ":5: object 'a': size: must not be below 0" );
     EXPECT_EQ( refusal( "[object.'a.b']\nsort = 'PB_BUFFER'\n[object.a]\nsort = 'PB_BUFFER'\n"
                         "[object.'a.b'.config]\nid = 'x'\n[object.'a.b'.config.more]\nsize = -1\n" ),
-               ":8: object 'a.b': 'more.size' must not be below 0" );
+               ":8: object 'a.b': more.size: must not be below 0" );
+    EXPECT_EQ( refusal( "[object.a]\nsort = 'PB_BUFFER'\n[object.a.config]\nid = 'x'\n[object.a.config.more]\n" ),
+               ":5: object 'a': more.size.least: there must be one" )
+        << "the table of a missing key";
     EXPECT_EQ( refusal( "\n[object.a]\nsort = 'NONE'\n" ), ":2: object 'a': its sort 'NONE' is not known" );
     EXPECT_EQ( refusal( "\n[object.'a b']\nsort = 'PB_BUFFER'\n" ).substr( 0, 10 ), ":2: 'a b' " );
 }

@@ -359,7 +359,7 @@ TEST( DictDeathTest, RefusesNull )
     pb::Ref<pbDict> empty;
     EXPECT_ABORT( pb___DictSetValues( nullptr, &none, 0, value( "1" ) ), "source/pb/pb_dict", "dict" );
     EXPECT_ABORT( pb___DictSetValues( empty.inout(), &none, 0, value( "1" ) ), "source/pb/pb_dict", "*dict" );
-    EXPECT_ABORT( pb___DictSetValues( dict.inout(), nullptr, 0, value( "1" ) ), "source/pb/pb_dict", "keys" );
+    EXPECT_ABORT( pb___DictSetValues( dict.inout(), nullptr, 1, value( "1" ) ), "source/pb/pb_dict", "keys || count == 0" );
     EXPECT_ABORT( pb___DictSetValues( dict.inout(), &none, -1, value( "1" ) ), "source/pb/pb_dict", "count >= 0" );
     EXPECT_ABORT( pb___DictSetValues( dict.inout(), &none, 1, value( "1" ) ), "source/pb/pb_dict", "keys[index]" );
     EXPECT_ABORT( pb___DictSetValues( dict.inout(), &none, 0, nullptr ), "source/pb/pb_dict", "value" );
