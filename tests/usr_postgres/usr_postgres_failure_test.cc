@@ -19,11 +19,11 @@ protected:
     pb::Ref<usrDirectory> withAlice()
     {
         auto configured = configuration();
-        users::set( configured, "lookupTimeout", int64_t{ 250 } );
-        users::set( configured, "serverTimeout", int64_t{ 500 } );
+        users::set( configured, "lookupTimeout", int64_t{ 400 } );
+        users::set( configured, "serverTimeout", int64_t{ 1000 } );
         auto directory = tryCreate( configured );
         EXPECT_EQ( add( directory, "1", "alice", "", "secret" ), "ok" );
-        EXPECT_EQ( find( directory, "alice" ), found );
+        EXPECT_TRUE( foundAgain( directory ) );
         return directory;
     }
 
@@ -87,7 +87,7 @@ TEST_F( PostgresFailures, LookupsGoOnAfterTheServerWasKilledInTheMiddleOfThem )
         Server::shared().kill();
         auto withoutServer = beginMany();
         ASSERT_TRUE( runUntil( [&] { return users::allEnded( inTheMiddle ) && users::allEnded( withoutServer ); } ) );
-        EXPECT_LT( millisecondsSince( start ), 1500 ) << "they waited beyond the directory's time limit of 250 ms";
+        EXPECT_LT( millisecondsSince( start ), 1500 ) << "they waited beyond the directory's time limit of 400 ms";
         EXPECT_FALSE( usrLookupHasResult( withoutServer.back() ) );
         auto whileItStarts = beginMany();
         Server::shared().start();
@@ -143,9 +143,9 @@ TEST_F( PostgresFailures, AServerThatHangsEndsLookupsAndChangesInTime )
     PQclear( PQexec( other, "LOCK TABLE sipauth_users IN ACCESS EXCLUSIVE MODE" ) );
     auto start = std::chrono::steady_clock::now();
     EXPECT_EQ( find( directory, "alice" ), late );
-    EXPECT_EQ( remove( directory, "1" ), "failed: PostgreSQL: no answer within 500 ms" );
-    EXPECT_EQ( setPassword( directory, "1", "other" ), "failed: PostgreSQL: no answer within 500 ms" );
-    EXPECT_LT( millisecondsSince( start ), 3000 );
+    EXPECT_EQ( remove( directory, "1" ), "failed: PostgreSQL: no answer within 1000 ms" );
+    EXPECT_EQ( setPassword( directory, "1", "other" ), "failed: PostgreSQL: no answer within 1000 ms" );
+    EXPECT_LT( millisecondsSince( start ), 5000 );
     // The statements that were given up still wait in the server; they go before the lock does.
     endConnections();
     PQfinish( other );
