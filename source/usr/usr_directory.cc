@@ -3,10 +3,8 @@
 
 #include "pb/pb_type.h"
 #include "usr/usr_private.h"
-#include "usr/usr_text.h"
 
 #include <cs/cs_sort_backend.h>
-#include <pb/pb_std.hh>
 
 PB_TYPE( usrDirectory, USR_DIRECTORY, usr, usr___DirectoryFreeFunc, nullptr );
 

@@ -184,7 +184,7 @@ class Refused(Config):
         ("[object.a]\nsort = 'USR_DIRECTORY'\n[object.a.config]\ndriver = 'none'\n", 1,
          "c.toml:4: object 'a': driver: there is no driver \"none\""),
         ("[object.a]\nsort = 'USR_DIRECTORY'\n[object.a.config]\ndriver = 'sqlite'\n", 1,
-         "c.toml:3: object 'a': path: "),
+         "c.toml:1: object 'a': path: "),
         ("[object.a]\nsort = \n", 2, "c.toml:2:8: "),
         ("[object.a]\nserverRealm = 'r'\n", 2, "c.toml:2:1: 'object.a.serverRealm' is not known here"),
         ("[objekt.a]\n", 2, "c.toml:1:2: 'objekt' is not known here"),

@@ -71,7 +71,7 @@ TEST_F( Configuration, IsRefusedWithTheLineTheKeyAndTheReason )
     EXPECT_FALSE( load( head + alice + "enabled = 1\n" ) );
     EXPECT_EQ( refusal(), ":7: object 'users': 'users.alice.enabled': is no boolean" );
     EXPECT_FALSE( load( head + "driver = \"none\"\n" ) );
-    EXPECT_EQ( refusal(), ":4: object 'users': 'driver': there is no driver \"none\"" );
+    EXPECT_EQ( refusal(), ":4: object 'users': driver: there is no driver \"none\"" );
     EXPECT_EQ( users().get(), nullptr );
 }
 
