@@ -3,7 +3,6 @@
 
 #include "pb/pb_type.h"
 #include "usr/usr_private.h"
-#include "usr/usr_text.h"
 
 #include <cs/cs_sort_backend.h>
 
