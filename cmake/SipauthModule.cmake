@@ -6,6 +6,10 @@ target_include_directories( sipauth-common INTERFACE ${PROJECT_SOURCE_DIR}/inclu
 # Aborts name the source file from the root of the tree, wherever it was built.
 target_compile_options( sipauth-common INTERFACE -ffile-prefix-map=${PROJECT_SOURCE_DIR}/= )
 target_link_libraries( sipauth-common INTERFACE sipauth-warnings )
+if( SIPAUTH_PRECOMPILE_TESTS )
+    # For a build whose programs are only run: lines for the sanitizers' reports, no more.
+    target_compile_options( sipauth-common INTERFACE -g1 )
+endif()
 if( SIPAUTH_SANITIZE )
     target_compile_options( sipauth-common INTERFACE -fsanitize=${SIPAUTH_SANITIZE} -fno-omit-frame-pointer
         -fno-sanitize-recover=all )

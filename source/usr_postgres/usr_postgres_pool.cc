@@ -49,7 +49,7 @@ void BackOff::lost( Clock::time_point now )
 }
 
 Pool::Pool( const Settings &settings, usr_seal::Keys &keys, trStream *stream )
-    : settings_( settings ), keys_( keys ), stream_( pb::share( stream ) )
+    : settings_( settings ), stream_( pb::share( stream ) )
 {
     for( int64_t count = 0; count < settings.pool; count++ )
         links_.emplace_back( settings, keys );

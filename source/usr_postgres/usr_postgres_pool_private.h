@@ -81,7 +81,6 @@ private:
     void traceFailure( const std::string &reason );
 
     const Settings &settings_;
-    usr_seal::Keys &keys_;
     pb::Ref<trStream> stream_;
 
     std::mutex mutex_;
