@@ -53,9 +53,9 @@ TEST_F( DriverDeathTest, RefusesAnswersWithoutUserOrReason )
     auto users = directory();
     auto store = own( pbStoreCreate() );
     state->onCall = [&]( const Call &call ) { usr___RequestEnd( call.request, nullptr, store ); };
-    EXPECT_ABORT( lookupIn( users, "alice" ), path, "userId" );
+    EXPECT_ABORT( (void) lookupIn( users, "alice" ), path, "userId" );
     state->onCall = []( const Call &call ) { usr___RequestEndWithout( call.request, nullptr ); };
-    EXPECT_ABORT( lookupIn( users, "alice" ), path, "why" );
+    EXPECT_ABORT( (void) lookupIn( users, "alice" ), path, "why" );
     EXPECT_ABORT( usr___RequestEnd( nullptr, string( "a" ), store ), path, "request" );
     EXPECT_ABORT( usr___RequestEndWithout( nullptr, "a" ), path, "request" );
     EXPECT_ABORT( usr___RequestEnded( nullptr ), path, "request" );

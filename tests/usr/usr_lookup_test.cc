@@ -384,7 +384,7 @@ class LookupDeathTest : public Driven
 TEST_F( LookupDeathTest, NeedsASchedulerForADriverThatAnswersLater )
 {
     auto users = directory();
-    EXPECT_ABORT( lookupIn( users, "alice" ), "source/pb/pb_process", "scheduler" );
+    EXPECT_ABORT( (void) lookupIn( users, "alice" ), "source/pb/pb_process", "scheduler" );
 }
 
 TEST_F( LookupDeathTest, RefusesNullAndFlags )
