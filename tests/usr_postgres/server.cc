@@ -3,9 +3,11 @@
 
 #include <csignal>
 #include <fcntl.h>
+#include <fstream>
 #include <grp.h>
 #include <libpq-fe.h>
 #include <pwd.h>
+#include <sstream>
 #include <sys/prctl.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -116,9 +118,34 @@ void Server::end( int signal )
     pid_ = 0;
 }
 
+// The processes that a process has started.
+static std::vector<pid_t> childrenOf( pid_t parent )
+{
+    std::vector<pid_t> children;
+    for( const auto &entry : std::filesystem::directory_iterator( "/proc" ) )
+    {
+        std::ifstream file( entry.path() / "stat" );
+        std::string line;
+        pid_t itsParent = 0;
+        // "PID (NAME) STATE PARENT ..."; the name may hold anything.
+        if( std::getline( file, line ) && line.rfind( ") " ) != std::string::npos )
+            std::istringstream( line.substr( line.rfind( ") " ) + 4 ) ) >> itsParent;
+        if( itsParent == parent )
+            children.push_back( static_cast<pid_t>( std::stol( entry.path().filename() ) ) );
+    }
+    return children;
+}
+
 void Server::kill()
 {
+    if( pid_ == 0 )
+        return;
+    // All of it at once, as when a machine loses its power: a process that serves a connection would go on for a
+    // moment.
+    std::vector<pid_t> children = childrenOf( pid_ );
     end( SIGKILL );
+    for( pid_t child : children )
+        ::kill( child, SIGKILL );
 }
 
 void Server::shutDown()
