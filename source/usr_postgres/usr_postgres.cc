@@ -60,7 +60,9 @@ namespace
 
 Users &usersOf( pbObj *driver )
 {
-    return *usrPostgresFrom( driver )->users;
+    usrPostgres *object = usrPostgresFrom( driver );
+    PB_ASSERT( object );
+    return *object->users;
 }
 
 // What a configuration says; a reason when it cannot be taken.

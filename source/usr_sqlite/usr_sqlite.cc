@@ -58,7 +58,9 @@ namespace
 
 Users &usersOf( pbObj *driver )
 {
-    return *usrSqliteFrom( driver )->users;
+    usrSqlite *object = usrSqliteFrom( driver );
+    PB_ASSERT( object );
+    return *object->users;
 }
 
 // What a configuration says; a reason when it cannot be taken.
