@@ -5,6 +5,7 @@
 #include "pb/pb_type.h"
 #include "tr/tr_trace.h"
 #include "usr/usr_driver.h"
+#include "usr_seal/usr_seal_administer.h"
 #include "usr_seal/usr_seal_config.h"
 #include "usr_sqlite/usr_sqlite_administration_private.h"
 #include "usr_sqlite/usr_sqlite_schema_private.h"
@@ -124,34 +125,21 @@ void query( pbObj *driver, usr___Request *request, pbString *userId )
     usersOf( driver ).readers.push( request, { true, usr_seal::utf8( userId ), {} } );
 }
 
-int64_t add( pbObj *driver, pbString *userId, pbString *userName, pbString *realm, pbString *password,
-             pbString **reason )
-{
-    return usersOf( driver ).administration.add( userId, userName, realm, password, reason );
-}
+using Administer = usr_seal::Administer<usersOf>;
 
-int64_t setPassword( pbObj *driver, pbString *userId, pbString *password, pbString **reason )
-{
-    return usersOf( driver ).administration.setPassword( userId, password, reason );
-}
-
-int64_t setEnabled( pbObj *driver, pbString *userId, pbBool enabled, pbString **reason )
-{
-    return usersOf( driver ).administration.setEnabled( userId, enabled != 0, reason );
-}
-
-int64_t removeUser( pbObj *driver, pbString *userId, pbString **reason )
-{
-    return usersOf( driver ).administration.remove( userId, reason );
-}
-
-int64_t list( pbObj *driver, pbVector **users, pbString **reason )
-{
-    return usersOf( driver ).administration.list( users, reason );
-}
-
-constexpr usr___Driver driver = { "sqlite",   tryCreate,  close, lookup, query,   add,    setPassword,
-                                  setEnabled, removeUser, list,  check,  nullptr, nullptr };
+constexpr usr___Driver driver = { "sqlite",
+                                  tryCreate,
+                                  close,
+                                  lookup,
+                                  query,
+                                  Administer::add,
+                                  Administer::setPassword,
+                                  Administer::setEnabled,
+                                  Administer::remove,
+                                  Administer::list,
+                                  check,
+                                  nullptr,
+                                  nullptr };
 
 } // namespace
 

@@ -5,11 +5,9 @@
 #include "pb/pb_process_object.h"
 #include "pb/pb_type.h"
 #include "sipauth/base/sipauth_anchor_private.h"
+#include "sipauth/base/sipauth_cotrans_private.h"
 #include "sipauth/sipauth_private.h"
 #include "tr/tr_trace.h"
-
-#include <sipbn/sipbn_method.h>
-#include <sipsn/sipsn_status_code.h>
 
 PB_TYPE( sipauth___ClientCotransImp, SIPAUTH___CLIENT_COTRANS_IMP, sipauth, sipauth___ClientCotransImpFreeFunc,
          nullptr );
@@ -119,20 +117,7 @@ sipsnMessage *readMessage( sipauth___ClientCotransImp *imp, pb::Field<sipsnMessa
 
 void sipauth___ClientCotransImpRequestWrite( sipauth___ClientCotransImp *imp, sipsnMessage *message )
 {
-    PB_ASSERT( imp );
-    PB_ASSERT( message );
-    PB_ASSERT( sipsnMessageIsRequest( message ) );
-    int64_t method = sipbnMethodTryDecodeFromRequest( message );
-    PB_ASSERT( method != SIPBN_METHOD_CANCEL );
-    PB_ASSERT( method != SIPBN_METHOD_ACK );
-    {
-        pb::Hold hold( imp->monitor );
-        PB_ASSERT( !imp->hadRequest );
-        imp->inRequest = pb::share( message );
-        imp->hadRequest = 1;
-        imp->hadRequestInvite = method == SIPBN_METHOD_INVITE;
-    }
-    pbProcessSchedule( imp->isProcess );
+    sipauth::writeRequest( imp, message );
 }
 
 sipsnMessage *sipauth___ClientCotransImpRequestRead( sipauth___ClientCotransImp *imp, siptpSendFilter **filter )
@@ -143,17 +128,7 @@ sipsnMessage *sipauth___ClientCotransImpRequestRead( sipauth___ClientCotransImp 
 
 void sipauth___ClientCotransImpResponseWrite( sipauth___ClientCotransImp *imp, sipsnMessage *message )
 {
-    PB_ASSERT( imp );
-    PB_ASSERT( message );
-    PB_ASSERT( sipsnMessageIsResponse( message ) );
-    {
-        pb::Hold hold( imp->monitor );
-        PB_ASSERT( !imp->hadResponseFinal );
-        pbVectorAppendObj( imp->inResponses.inout(), sipsnMessageObj( message ) );
-        imp->hadResponse = 1;
-        imp->hadResponseFinal = !sipsnStatusCodeInformational( sipsnMessageResponseStatusCode( message ) );
-    }
-    pbProcessSchedule( imp->isProcess );
+    sipauth::writeResponse( imp, message );
 }
 
 sipsnMessage *sipauth___ClientCotransImpResponseRead( sipauth___ClientCotransImp *imp )
@@ -170,17 +145,7 @@ void sipauth___ClientCotransImpCancelWrite( sipauth___ClientCotransImp *imp, sip
 {
     PB_ASSERT( imp );
     PB_ASSERT( message );
-    PB_ASSERT( sipbnMethodTryDecodeFromRequest( message ) == SIPBN_METHOD_CANCEL );
-    {
-        pb::Hold hold( imp->monitor );
-        PB_ASSERT( imp->hadRequest );
-        PB_ASSERT( imp->hadResponse );
-        PB_ASSERT( !imp->hadResponseFinal );
-        PB_ASSERT( !imp->hadCancel );
-        imp->inCancel = pb::share( message );
-        imp->hadCancel = 1;
-    }
-    pbProcessSchedule( imp->isProcess );
+    sipauth::writeCancel( imp, message );
 }
 
 sipsnMessage *sipauth___ClientCotransImpCancelRead( sipauth___ClientCotransImp *imp, siptpSendFilter **filter )
@@ -193,18 +158,7 @@ void sipauth___ClientCotransImpAckWrite( sipauth___ClientCotransImp *imp, sipsnM
 {
     PB_ASSERT( imp );
     PB_ASSERT( message );
-    PB_ASSERT( sipbnMethodTryDecodeFromRequest( message ) == SIPBN_METHOD_ACK );
-    {
-        pb::Hold hold( imp->monitor );
-        PB_ASSERT( imp->hadRequest );
-        PB_ASSERT( imp->hadRequestInvite );
-        PB_ASSERT( imp->hadResponse );
-        PB_ASSERT( imp->hadResponseFinal );
-        PB_ASSERT( !imp->hadAck );
-        imp->inAck = pb::share( message );
-        imp->hadAck = 1;
-    }
-    pbProcessSchedule( imp->isProcess );
+    sipauth::writeAck( imp, message );
 }
 
 sipsnMessage *sipauth___ClientCotransImpAckRead( sipauth___ClientCotransImp *imp, siptpSendFilter **filter )

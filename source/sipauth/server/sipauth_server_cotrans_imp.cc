@@ -6,11 +6,9 @@
 #include "pb/pb_process_object.h"
 #include "pb/pb_type.h"
 #include "sipauth/base/sipauth_anchor_private.h"
+#include "sipauth/base/sipauth_cotrans_private.h"
 #include "sipauth/sipauth_private.h"
 #include "tr/tr_trace.h"
-
-#include <sipbn/sipbn_method.h>
-#include <sipsn/sipsn_status_code.h>
 
 #include <utility>
 
@@ -82,35 +80,12 @@ sipauthSession *sipauth___ServerCotransImpSession( sipauth___ServerCotransImp *i
 
 void sipauth___ServerCotransImpRequestWrite( sipauth___ServerCotransImp *imp, sipsnMessage *message )
 {
-    PB_ASSERT( imp );
-    PB_ASSERT( message );
-    PB_ASSERT( sipsnMessageIsRequest( message ) );
-    int64_t method = sipbnMethodTryDecodeFromRequest( message );
-    PB_ASSERT( method != SIPBN_METHOD_CANCEL );
-    PB_ASSERT( method != SIPBN_METHOD_ACK );
-    {
-        pb::Hold hold( imp->monitor );
-        PB_ASSERT( !imp->hadRequest );
-        imp->inRequest = pb::share( message );
-        imp->hadRequest = 1;
-        imp->hadRequestInvite = method == SIPBN_METHOD_INVITE;
-    }
-    pbProcessSchedule( imp->isProcess );
+    sipauth::writeRequest( imp, message );
 }
 
 void sipauth___ServerCotransImpResponseWrite( sipauth___ServerCotransImp *imp, sipsnMessage *message )
 {
-    PB_ASSERT( imp );
-    PB_ASSERT( message );
-    PB_ASSERT( sipsnMessageIsResponse( message ) );
-    {
-        pb::Hold hold( imp->monitor );
-        PB_ASSERT( !imp->hadResponseFinal );
-        pbVectorAppendObj( imp->inResponses.inout(), sipsnMessageObj( message ) );
-        imp->hadResponse = 1;
-        imp->hadResponseFinal = !sipsnStatusCodeInformational( sipsnMessageResponseStatusCode( message ) );
-    }
-    pbProcessSchedule( imp->isProcess );
+    sipauth::writeResponse( imp, message );
 }
 
 void sipauth___ServerCotransImpCancelWrite( sipauth___ServerCotransImp *imp, sipsnMessage *message )
@@ -118,17 +93,7 @@ void sipauth___ServerCotransImpCancelWrite( sipauth___ServerCotransImp *imp, sip
     PB_ASSERT( imp );
     PB_ASSERT( message );
     PB_ASSERT( sipsnMessageIsRequest( message ) );
-    PB_ASSERT( sipbnMethodTryDecodeFromRequest( message ) == SIPBN_METHOD_CANCEL );
-    {
-        pb::Hold hold( imp->monitor );
-        PB_ASSERT( imp->hadRequest );
-        PB_ASSERT( imp->hadResponse );
-        PB_ASSERT( !imp->hadResponseFinal );
-        PB_ASSERT( !imp->hadCancel );
-        imp->inCancel = pb::share( message );
-        imp->hadCancel = 1;
-    }
-    pbProcessSchedule( imp->isProcess );
+    sipauth::writeCancel( imp, message );
 }
 
 void sipauth___ServerCotransImpAckWrite( sipauth___ServerCotransImp *imp, sipsnMessage *message )
@@ -136,18 +101,7 @@ void sipauth___ServerCotransImpAckWrite( sipauth___ServerCotransImp *imp, sipsnM
     PB_ASSERT( imp );
     PB_ASSERT( message );
     PB_ASSERT( sipsnMessageIsRequest( message ) );
-    PB_ASSERT( sipbnMethodTryDecodeFromRequest( message ) == SIPBN_METHOD_ACK );
-    {
-        pb::Hold hold( imp->monitor );
-        PB_ASSERT( imp->hadRequest );
-        PB_ASSERT( imp->hadRequestInvite );
-        PB_ASSERT( imp->hadResponse );
-        PB_ASSERT( imp->hadResponseFinal );
-        PB_ASSERT( !imp->hadAck );
-        imp->inAck = pb::share( message );
-        imp->hadAck = 1;
-    }
-    pbProcessSchedule( imp->isProcess );
+    sipauth::writeAck( imp, message );
 }
 
 namespace
