@@ -26,6 +26,7 @@ if( TARGET sipauth )
     sipauth_install_library( sipauth sipauth )
 endif()
 sipauth_install_library( sipauth-cs-toml cs-toml )
+sipauth_install_library( sipauth-host host )
 
 install( EXPORT sipauth-targets NAMESPACE sipauth:: DESTINATION ${sipauth_package_folder} COMPONENT development )
 configure_package_config_file( ${PROJECT_SOURCE_DIR}/cmake/sipauth-config.cmake.in

@@ -1,0 +1,2 @@
+// Transports and network addresses.
+#include "engine/address.h"

@@ -1,0 +1,2 @@
+// SIP messages for the programs.
+#include "sip/message.h"

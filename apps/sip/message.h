@@ -1,0 +1,82 @@
+// SIP messages for the programs: a value around the platform's message, with texts as UTF-8 strings.
+#ifndef SIP_MESSAGE_H
+#define SIP_MESSAGE_H
+
+#include "sip/uri.h"
+
+#include <pb/pb_ref.hh>
+#include <sipsn/sipsn_message.h>
+
+namespace sip
+{
+
+/// A pbString as UTF-8, and the reverse; invalid UTF-8 becomes U+FFFD.
+std::string textOf( pbString *string );
+pb::Ref<pbString> stringOf( std::string_view text );
+
+class Message
+{
+public:
+    Message() = default; ///< none: false
+    explicit Message( pb::Ref<sipsnMessage> message );
+    /// Decodes; none with *WHY when it is no SIP message. LIMITS may be null.
+    static Message decode( std::string_view bytes, sipsnLimits *limits, std::string *why );
+    static Message request( std::string_view method, std::string_view uri );
+    static Message response( int status, std::string_view reason );
+    explicit operator bool() const { return bool( message_ ); }
+    sipsnMessage *get() const { return message_.get(); }
+    pb::Ref<sipsnMessage> ref() const { return message_; }
+
+    bool isRequest() const;
+    std::string method() const;
+    std::string uri() const;
+    int status() const;
+    std::string reason() const;
+
+    /// The first line of a header, "" when there is none.
+    std::string header( const char *name ) const;
+    bool has( const char *name ) const;
+    /// All lines of a header, in order.
+    std::vector<std::string> lines( const char *name ) const;
+    /// All items of a header that is a list (Via, Contact, Route, Record-Route...): lines split at commas.
+    std::vector<std::string> items( const char *name ) const;
+
+    /// Replaces all lines of a header; an empty vector takes the header out.
+    void set( const char *name, const std::vector<std::string> &lines );
+    void set( const char *name, std::string_view line );
+    void prepend( const char *name, std::string_view line ); ///< before the lines that are there
+    void append( const char *name, std::string_view line );
+    void remove( const char *name );
+    std::string body() const;
+    void setBody( std::string_view body, std::string_view contentType ); ///< with Content-Length
+    /// The same message with another Request-URI.
+    Message withUri( std::string_view uri ) const;
+
+    std::string encode() const;
+
+private:
+    pb::Ref<sipsnMessage> message_;
+};
+
+/// The number and the method of a CSeq value.
+struct Cseq
+{
+    uint32_t number = 0;
+    std::string method;
+    static std::optional<Cseq> parse( std::string_view value );
+};
+
+/// What is wrong with a request that every SIP element must refuse with 400 (RFC 3261 section 8.1.1): To, From, Call-ID,
+/// CSeq, Via missing, repeated or unreadable, CSeq of another method, Max-Forwards no number; "" when nothing is.
+std::string problemOf( const Message &request );
+/// A response to a request (RFC 3261 section 8.2.6): Via, From, To (with a tag, made when missing, but for 100), Call-ID,
+/// CSeq, Content-Length: 0.
+Message respond( const Message &request, int status, std::string_view reason = {} );
+/// Writes received and rport into the top Via of a request that came from an address (RFC 3261 section 18.2.1, RFC 3581).
+void addReceived( Message &request, const std::string &host, uint16_t port );
+/// A new random token, 16 hexadecimal digits, for tags, branches and Call-IDs.
+std::string newToken();
+
+} // namespace sip
+
+#endif

@@ -1,0 +1,2 @@
+// SIP URIs, addresses and Via values.
+#include "sip/uri.h"

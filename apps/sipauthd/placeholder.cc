@@ -1,0 +1,1 @@
+// Makes the library there before its parts are.
