@@ -340,10 +340,20 @@ void Forwarding::leave()
                                         [weak = weak_from_this()]
                                         {
                                             if( auto forwarding = weak.lock() )
-                                                forwarding->context_.alive.erase( forwarding );
+                                                forwarding->end();
                                         } );
     else
-        context_.alive.erase( shared_from_this() );
+        end();
+}
+
+// Later, since a timer or a handler of its own may be what ends it.
+void Forwarding::end()
+{
+    context_.engine.post( [&context = context_, weak = weak_from_this()]
+                          {
+                              if( auto forwarding = weak.lock() )
+                                  context.alive.erase( forwarding );
+                          } );
 }
 
 } // namespace sipauthd

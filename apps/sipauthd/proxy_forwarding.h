@@ -54,6 +54,7 @@ private:
     sip::Message bestResponse() const;
     void answerFinally( const sip::Message &response );
     void leave();
+    void end();
 
     ProxyContext &context_;
     std::shared_ptr<Request> request_;
