@@ -85,22 +85,25 @@ int64_t host::TimeTable::find( uint64_t key, int64_t now ) const
     return now;
 }
 
-void host::TimeTable::store( uint64_t key, int64_t time )
+// Where the time of a key is, or is to be stored.
+host::TimeTable::Entry *host::TimeTable::placeOf( uint64_t key ) const
 {
     Entry *set = setOf( key );
     Entry *place = set;
     for( int64_t way = 0; way < ways_; way++ )
     {
         if( set[way].key == key && set[way].time )
-        {
-            place = set + way;
-            break;
-        }
+            return set + way;
         // Times that have passed are the earliest; places without one have 0.
         if( set[way].time < place->time )
             place = set + way;
     }
-    *place = { key, time };
+    return place;
+}
+
+void host::TimeTable::store( uint64_t key, int64_t time )
+{
+    *placeOf( key ) = { key, time };
 }
 
 void host::TimeTable::erase( uint64_t key )

@@ -54,16 +54,19 @@ public:
     /// The most that it keeps.
     int64_t capacity() const { return sets_ * ways_; }
 
-    /// Calls CHANGE( time ) for each time that has not passed, and stores what it returns in a table of another
-    /// capacity.
+    /// A table of another capacity with what CHANGE( time ) returns for each time that has not passed; the latest ones
+    /// as far as not all fit.
     template<class Change>
     TimeTable converted( int64_t newCapacity, int64_t now, Change change ) const
     {
         TimeTable table( newCapacity );
         for( int64_t index = 0; index < capacity(); index++ )
         {
-            if( entries_[index].time > now )
-                table.store( entries_[index].key, change( entries_[index].time ) );
+            const Entry &entry = entries_[index];
+            int64_t time = entry.time > now ? change( entry.time ) : 0;
+            Entry *place = table.placeOf( entry.key );
+            if( time > place->time )
+                *place = { entry.key, time };
         }
         return table;
     }
@@ -75,6 +78,7 @@ private:
         int64_t time; // 0: none
     };
     Entry *setOf( uint64_t key ) const;
+    Entry *placeOf( uint64_t key ) const;
 
     int64_t ways_;
     int64_t sets_;

@@ -60,9 +60,9 @@ bool isTruth( int64_t setting )
     return setting == HOST_SETTING_CLIENT_ALLOW_BASIC || setting == HOST_SETTING_CLIENT_ALLOW_DOWNGRADE;
 }
 
-std::string textOf( pbString *string )
+std::string shown( pbString *string )
 {
-    return string ? support::textOf( own( pbStringRetain( string ) ) ) : "(null)";
+    return string ? support::text( string ) : "(null)";
 }
 
 // The reason why a store with one value is refused.
@@ -71,7 +71,7 @@ std::string refusal( pbStore *store )
     pbString *why = nullptr;
     auto settings = own( hostSettingsTryRestore( store, &why ) );
     auto reason = own( why );
-    return settings ? "(taken)" : textOf( reason );
+    return settings ? "(taken)" : shown( reason );
 }
 
 std::string refusalOfInt( const char *key, int64_t value )
@@ -214,7 +214,7 @@ TEST( Settings, TakeZeroForNoLimitWhereItMeansThat )
 
 TEST( Settings, PrintAsTheirSort )
 {
-    EXPECT_EQ( textOf( own( hostSettingsToString( own( hostSettingsCreate() ) ) ) ), "HOST_SETTINGS" );
+    EXPECT_EQ( shown( own( hostSettingsToString( own( hostSettingsCreate() ) ) ) ), "HOST_SETTINGS" );
 }
 
 TEST( SettingsDeathTest, RefuseWhatIsNoSetting )
