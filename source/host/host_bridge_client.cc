@@ -39,27 +39,27 @@ bool isKnownQop( std::string_view qop )
     return equalsFolded( qop, "auth" ) || equalsFolded( qop, "auth-int" );
 }
 
-// A list of qualities of protection without what the library cannot read; an empty one stands for none.
+// A list of qualities of protection with nothing in it that the library cannot read; an empty one stands for none.
 void tidyQop( AuthLines &lines, AuthItem &item )
 {
     const AuthParameter *parameter = item.find( AuthName::qop );
     if( !parameter )
         return;
     std::vector<std::string_view> qops = split( parameter->value, ", \t" );
-    std::string_view last = parameter->value.substr( std::min( parameter->value.size(), size_t{ 1 } ) );
-    bool readable = !parameter->escaped && last.find( ",," ) == std::string_view::npos &&
-                    std::all_of( qops.begin(), qops.end(), isToken ) && qops.size() <= maxQops;
-    if( readable && !qops.empty() && parameter->value.front() != ',' )
-        return;
     std::erase_if( qops, []( std::string_view qop ) { return !isToken( qop ); } );
-    std::stable_partition( qops.begin(), qops.end(), isKnownQop );
-    qops.resize( std::min( qops.size(), maxQops ) );
+    if( qops.size() > maxQops )
+    {
+        std::stable_partition( qops.begin(), qops.end(), isKnownQop );
+        qops.resize( maxQops );
+    }
     std::string list;
     for( std::string_view qop : qops )
         list.append( list.empty() ? "" : "," ).append( qop );
+    std::string received( parameter->value );
+    std::erase_if( received, []( char ch ) { return blanks.find( ch ) != std::string_view::npos; } );
     if( list.empty() )
         item.drop( AuthName::qop );
-    else
+    else if( received != list )
         item.set( AuthName::qop, lines.keep( std::move( list ) ), true );
 }
 
