@@ -6,6 +6,8 @@
 #ifndef HOST_HOST_BUCKET_H
 #define HOST_HOST_BUCKET_H
 
+#include "host/host_hash_private.h"
+
 #include <pb/pb_string.h>
 
 #include <memory>
@@ -85,18 +87,15 @@ private:
     std::unique_ptr<Entry[]> entries_;
 };
 
-/// Keys for such tables: hashes with a random key of its own, so that nobody can choose parties that collide. Texts and
-/// addresses become numbers that are different as good as certainly.
+/// Makes the keys of such tables: hashes with a random key of its own, so that nobody can choose parties that collide.
 class KeyMaker
 {
 public:
-    KeyMaker();
-
     uint64_t ofNumbers( uint64_t high, uint64_t low ) const;
     uint64_t ofText( pbString *text ) const;
 
 private:
-    uint64_t seeds_[2];
+    HashKey key_ = randomHashKey();
 };
 
 } // namespace host
