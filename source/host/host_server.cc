@@ -3,6 +3,7 @@
 
 #include "host/host_private.h"
 #include "host/host_server_private.h"
+#include "host/host_watch.h"
 #include "pb/pb_type.h"
 #include "tr/tr_trace.h"
 
@@ -19,14 +20,13 @@ static void host___ServerFreeFunc( pbObj *obj )
     hostServer *server = hostServerFrom( obj );
     PB_ASSERT( server );
     delete server->sessions;
+    host___WatchStop();
     pb::poison( server->stream, server->stack, server->settings, server->profiles, server->events, server->ledger,
                 server->limits, server->options, server->realm, server->directoryObserver, server->directory );
 }
 
 namespace
 {
-
-constexpr int64_t anchorKindPart = 9;
 
 int64_t expirationOf( sipauthOptions *options )
 {
@@ -63,8 +63,10 @@ hostServer *hostServerCreate( sipauthStack *stack, uint64_t sessionFlags, hostSe
     PB_ASSERT( settings );
     PB_ASSERT( events );
     auto server = pb::create<hostServer>( hostServerSort() );
+    host___WatchStart();
     server->stream = tr::begin( "HOST_SERVER", anchor );
-    sipauthStackTraceCompleteAnchor( stack, pb::own( trAnchorCreate( server->stream, anchorKindPart ) ) );
+    if( auto stackAnchor = anchorOn( server ) )
+        sipauthStackTraceCompleteAnchor( stack, stackAnchor );
     server->stack = pb::share( stack );
     server->sessionFlags = sipauthSessionFlagsNormalize( sessionFlags );
     server->settings = pb::share( settings );
@@ -155,10 +157,16 @@ void followConfiguration( hostServer *server )
     followDirectory( server );
 }
 
+pb::Ref<trAnchor> anchorOn( hostServer *server )
+{
+    if( !trStreamRecorded( server->stream ) )
+        return nullptr;
+    return pb::own( trAnchorCreate( server->stream, anchorKindPart ) );
+}
+
 pb::Ref<sipauthSession> createSession( hostServer *server )
 {
-    auto anchor = pb::own( trAnchorCreate( server->stream, anchorKindPart ) );
-    return pb::own( sipauthSessionCreate( server->stack, server->sessionFlags, anchor ) );
+    return pb::own( sipauthSessionCreate( server->stack, server->sessionFlags, anchorOn( server ) ) );
 }
 
 const char *credentialsHeader( const hostServer *server )

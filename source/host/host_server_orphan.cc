@@ -2,6 +2,7 @@
 // Whoever opens lookups and goes away does not get more of them than others.
 #include "host/host_private.h"
 #include "host/host_server_private.h"
+#include "host/host_watch.h"
 #include "pb/pb_process_object.h"
 #include "pb/pb_type.h"
 
@@ -10,7 +11,7 @@ struct host___ServerOrphan
     pb::Object object;
     pb::Field<hostLimits> limits;
     pb::Field<hostServerGuard> guard;
-    pb::Field<hostWatch> watch;
+    pb::Field<trStream> stream; ///< watched
     pb::Field<pbProcess> process;
     pb::Field<pbAlertable> alertable;
 };
@@ -42,7 +43,8 @@ static void host___ServerOrphanFreeFunc( pbObj *obj )
 {
     host___ServerOrphan *orphan = host___ServerOrphanFrom( obj );
     PB_ASSERT( orphan );
-    pb::poison( orphan->limits, orphan->guard, orphan->watch, orphan->process, orphan->alertable );
+    host___WatchForget( orphan->stream );
+    pb::poison( orphan->limits, orphan->guard, orphan->stream, orphan->process, orphan->alertable );
 }
 
 namespace host::server
@@ -58,7 +60,7 @@ void run( pbObj *argument )
     auto response = pb::own( hostServerGuardResponseRead( orphan->guard ) );
     if( !request && !response )
         return;
-    bool failed = !request && hostWatchReason( orphan->watch ) == HOST_REASON_DIRECTORY;
+    bool failed = !request && host___WatchReasonOf( orphan->stream ) == HOST_REASON_DIRECTORY;
     hostLimitsEndLookup( orphan->limits, !failed );
     pbProcessHalt( orphan->process );
 }
@@ -71,7 +73,8 @@ void leaveLookup( hostServerTransaction *transaction )
     auto orphan = pb::create<host___ServerOrphan>( host___ServerOrphanSort() );
     orphan->limits = pb::share( transaction->server->limits.get() );
     orphan->guard = transaction->guard;
-    orphan->watch = transaction->watch;
+    orphan->stream = transaction->stream;
+    transaction->watched = false; // now the orphan's
     orphan->process =
         pb::own( pb___ProcessCreate( 0, run, host___ServerOrphanObj( orphan ), "host___ServerOrphan" ) );
     orphan->alertable = pb::own( pbAlertableCreateWithProcess( orphan->process ) );

@@ -3,7 +3,6 @@
 #define HOST_HOST_SERVER_PRIVATE_H
 
 #include "host/host_server_sessions.h"
-#include "host/host_watch.h"
 #include "pb/pb_object.h"
 
 #include <cs/cs_object_observer.h>
@@ -15,6 +14,9 @@
 
 namespace host::server
 {
+
+/// The relation of a server's and a transaction's trace stream to those below.
+inline constexpr int64_t anchorKindPart = 9;
 
 /// Who is told what; each may be null.
 struct Handler
@@ -86,7 +88,7 @@ struct hostServerTransaction
     pb::Field<host___Session> proven;              ///< the session of the table that it uses
     pb::Field<sipauthSession> session;
     pb::Field<hostServerGuard> guard;
-    pb::Field<hostWatch> watch;
+    pb::Field<trStream> stream; ///< of a check: what the library tells about it is watched
     pb::Field<pbProcess> process;
     pb::Field<pbAlertable> alertable;
     pb::Field<sipsnMessage> cancel; ///< as it came in
@@ -99,7 +101,8 @@ struct hostServerTransaction
     bool wasAccepted;
     bool invite;
     bool stateless;
-    bool lookup; ///< it has one of the places for lookups
+    bool lookup;  ///< it has one of the places for lookups
+    bool watched; ///< the stream is watched
     bool stale;  ///< the challenge says stale=true
 };
 
@@ -108,8 +111,8 @@ namespace host::server
 
 /// A new transaction, not begun.
 pb::Ref<hostServerTransaction> createTransaction( hostServer *server, hostPeer *peer, sipsnMessage *request );
-/// Hands a request to the library in a session.
-void start( hostServerTransaction *transaction, sipauthSession *session, sipsnMessage *request );
+/// Hands a request to the library in a session, for PHASE.
+void start( hostServerTransaction *transaction, Phase phase, sipauthSession *session, sipsnMessage *request );
 /// The library gave the request back.
 void passed( hostServerTransaction *transaction );
 /// The library answered by itself.
@@ -128,6 +131,8 @@ void leaveLookup( hostServerTransaction *transaction );
 void finish( hostServerTransaction *transaction );
 /// Reports what came of a request or of a message of its transaction; STATUS -1 for none, NOTE null for none.
 void report( hostServerTransaction *transaction, int64_t reason, int64_t status, const char *note );
+/// An anchor on the server's stream; null when nobody records it.
+pb::Ref<trAnchor> anchorOn( hostServer *server );
 /// A new session of the server's.
 pb::Ref<sipauthSession> createSession( hostServer *server );
 /// The header in which clients send credentials.

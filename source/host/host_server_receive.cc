@@ -61,11 +61,10 @@ void challenge( hostServerTransaction *transaction, sipsnMessage *request )
     hostServer *server = transaction->server;
     if( !hostLimitsTryChallenge( server->limits, transaction->peer ) )
         return settle( transaction, HOST_REASON_LIMIT, mayHearOfLimits( transaction ) ? 503 : 0, "challenges" );
-    transaction->phase = Phase::CHALLENGING;
     transaction->reason = reasonForChallenge( transaction->credentials );
     transaction->stale = transaction->credentials == HOST_CREDENTIALS_STALE;
     transaction->stateless = true;
-    start( transaction, createSession( server ), request );
+    start( transaction, Phase::CHALLENGING, createSession( server ), request );
 }
 
 // Nonces reach only those who receive at the address to which they were sent.
@@ -88,8 +87,7 @@ void checkInSession( hostServerTransaction *transaction, pb::Ref<host___Session>
     proven->openTransactions++;
     transaction->proven = proven;
     proveSource( transaction, proven->nonce );
-    transaction->phase = Phase::CHECKING;
-    start( transaction, proven->session, request );
+    start( transaction, Phase::CHECKING, proven->session, request );
 }
 
 void checkAnew( hostServerTransaction *transaction, pbString *nonce, sipsnMessage *request )
@@ -107,15 +105,13 @@ void checkAnew( hostServerTransaction *transaction, pbString *nonce, sipsnMessag
         proveSource( transaction, nonce );
         hostLedgerUse( server->ledger, nonce );
     }
-    transaction->phase = Phase::CHECKING;
-    start( transaction, createSession( server ), request );
+    start( transaction, Phase::CHECKING, createSession( server ), request );
 }
 
 // The library has nothing to check in sessions of this server.
 void passUnchecked( hostServerTransaction *transaction )
 {
-    transaction->phase = Phase::CHECKING;
-    start( transaction, createSession( transaction->server ), transaction->request );
+    start( transaction, Phase::CHECKING, createSession( transaction->server ), transaction->request );
 }
 
 void decide( hostServerTransaction *transaction )

@@ -3,7 +3,9 @@
 #include "host/host_private.h"
 #include "host/host_refusal_private.h"
 #include "host/host_server_private.h"
+#include "host/host_watch.h"
 #include "pb/pb_type.h"
+#include "tr/tr_trace.h"
 
 #include <sipsn/sipsn_status_code.h>
 
@@ -20,14 +22,12 @@ static void host___ServerTransactionFreeFunc( pbObj *obj )
     finish( transaction );
     pb::poison( transaction->server, transaction->peer, transaction->request, transaction->forwarded,
                 transaction->binding, transaction->identity, transaction->authorization, transaction->userName,
-                transaction->proven, transaction->session, transaction->guard, transaction->watch,
+                transaction->proven, transaction->session, transaction->guard, transaction->stream,
                 transaction->process, transaction->alertable, transaction->cancel, transaction->ack );
 }
 
 namespace
 {
-
-constexpr int64_t anchorKindPart = 9;
 
 // A message as it came in, without what it tells about us.
 pb::Ref<sipsnMessage> withoutCredentials( hostServer *server, sipsnMessage *message )
@@ -35,6 +35,15 @@ pb::Ref<sipsnMessage> withoutCredentials( hostServer *server, sipsnMessage *mess
     auto stripped = pb::share( message );
     hostBridgeStripCredentials( stripped.inout(), server->proxy(), server->realm );
     return stripped;
+}
+
+// Why a check failed is told by the trace alone.
+pb::Ref<trAnchor> watchedAnchor( hostServerTransaction *transaction )
+{
+    transaction->stream = tr::begin( "HOST_SERVER_TRANSACTION", anchorOn( transaction->server ) );
+    transaction->watched = true;
+    host___WatchBegin( transaction->stream );
+    return pb::own( trAnchorCreate( transaction->stream, anchorKindPart ) );
 }
 
 // The library has made its decision, or has not.
@@ -122,10 +131,12 @@ pb::Ref<hostServerTransaction> createTransaction( hostServer *server, hostPeer *
     return transaction;
 }
 
-void start( hostServerTransaction *transaction, sipauthSession *session, sipsnMessage *request )
+void start( hostServerTransaction *transaction, Phase phase, sipauthSession *session, sipsnMessage *request )
 {
+    transaction->phase = phase;
     transaction->session = pb::share( session );
-    auto anchor = pb::own( trAnchorCreate( transaction->server->stream, anchorKindPart ) );
+    pb::Ref<trAnchor> anchor =
+        phase == Phase::CHECKING ? watchedAnchor( transaction ) : anchorOn( transaction->server );
     transaction->guard = pb::own( hostServerGuardCreate( session, anchor ) );
     hostServerGuardAddAlertable( transaction->guard, transaction->alertable );
     int64_t refusal = hostServerGuardRequestWrite( transaction->guard, request );
@@ -145,7 +156,9 @@ void finish( hostServerTransaction *transaction )
     transaction->proven.clear();
     transaction->session.clear();
     transaction->guard.clear();
-    transaction->watch.clear();
+    if( transaction->watched )
+        host___WatchForget( transaction->stream );
+    transaction->stream.clear();
     transaction->alertable.clear();
     transaction->authorization.clear();
     transaction->binding.clear();

@@ -1,6 +1,7 @@
 // What a server makes of the library's decision: who was checked, which session is proven, what failed and why.
 #include "host/host_private.h"
 #include "host/host_server_private.h"
+#include "host/host_watch.h"
 
 #include <sipauth/sipauth_digest_algorithm.h>
 #include <usr/usr_user.h>
@@ -70,7 +71,7 @@ int64_t noteSuccess( hostServerTransaction *transaction, usrUser *user )
     prove( transaction );
     if( anew )
         learn( transaction );
-    return hostWatchReason( transaction->watch ) == HOST_REASON_REUSED ? HOST_REASON_REUSED : HOST_REASON_PASSED;
+    return host___WatchReasonOf( transaction->stream ) == HOST_REASON_REUSED ? HOST_REASON_REUSED : HOST_REASON_PASSED;
 }
 
 void accept( hostServerTransaction *transaction, int64_t reason )
@@ -88,8 +89,7 @@ void rechallenge( hostServerTransaction *transaction )
 {
     auto request = pb::share( transaction->request.get() );
     sipsnMessageDelHeaderCstr( request.inout(), credentialsHeader( transaction->server ), -1 );
-    transaction->phase = Phase::RECHALLENGING;
-    start( transaction, createSession( transaction->server ), request );
+    start( transaction, Phase::RECHALLENGING, createSession( transaction->server ), request );
 }
 
 // What a client can put right with a new nonce and the same password: it is told so with stale=true.
@@ -127,12 +127,18 @@ bool hidesUnknownUser( hostServerTransaction *transaction, int64_t why )
            sipauthOptionsServerRechallengeInvalidAuthorization( transaction->server->options );
 }
 
+int64_t whyRefused( hostServerTransaction *transaction )
+{
+    int64_t reason = host___WatchReasonOf( transaction->stream );
+    return reason == -1 ? HOST_REASON_OTHER : reason;
+}
+
 void refuse( hostServerTransaction *transaction, sipsnMessage *response )
 {
     hostServer *server = transaction->server;
     if( transaction->proven )
         server->sessions->drop( transaction->proven );
-    int64_t why = hostWatchReason( transaction->watch );
+    int64_t why = whyRefused( transaction );
     bool forbidden = sipsnMessageResponseStatusCode( response ) == 403;
     bool directoryFailed = forbidden && why == HOST_REASON_DIRECTORY;
     endLookup( transaction, !directoryFailed );
