@@ -94,12 +94,13 @@ void hostServerSetSettings( hostServer *server, hostSettings *settings, hostProf
                                  hostSettingsValue( settings, HOST_SETTING_SESSION_LIFETIME ) );
 }
 
-void hostServerSetHandler(
-    hostServer *server, void *context, void ( *accepted )( void *context, hostServerTransaction *transaction ),
-    void ( *send )( void *context, hostServerTransaction *transaction, sipsnMessage *response, int64_t flags ),
-    void ( *drop )( void *context, hostServerTransaction *transaction ),
-    void ( *cancel )( void *context, hostServerTransaction *transaction, sipsnMessage *cancel ),
-    void ( *ack )( void *context, hostServerTransaction *transaction, sipsnMessage *ack ) )
+void hostServerSetHandler( hostServer *server, void *context,
+                           void ( *accepted )( void *context, hostServerTransaction *transaction ),
+                           void ( *send )( void *context, hostServerTransaction *transaction, sipsnMessage *response,
+                                           int64_t flags ),
+                           void ( *drop )( void *context, hostServerTransaction *transaction ),
+                           void ( *cancel )( void *context, hostServerTransaction *transaction, sipsnMessage *cancel ),
+                           void ( *ack )( void *context, hostServerTransaction *transaction, sipsnMessage *ack ) )
 {
     PB_ASSERT( server );
     server->handler = { context, accepted, send, drop, cancel, ack };

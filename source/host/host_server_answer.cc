@@ -1,5 +1,5 @@
-// The answers that a server gives by itself: challenges in a shape that the client can read and that may be sent, refusals,
-// or silence.
+// The answers that a server gives by itself: challenges in a shape that the client can read and that may be sent,
+// refusals, or silence.
 #include "host/host_private.h"
 #include "host/host_server_private.h"
 

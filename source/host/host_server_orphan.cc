@@ -1,5 +1,5 @@
-// Lookups whose transaction has gone: the directory still works for them, so they keep their place until it has answered.
-// Whoever opens lookups and goes away does not get more of them than others.
+// Lookups whose transaction has gone: the directory still works for them, so they keep their place until it has
+// answered. Whoever opens lookups and goes away does not get more of them than others.
 #include "host/host_private.h"
 #include "host/host_server_private.h"
 #include "host/host_watch.h"
@@ -75,8 +75,7 @@ void leaveLookup( hostServerTransaction *transaction )
     orphan->guard = transaction->guard;
     orphan->stream = transaction->stream;
     transaction->watched = false; // now the orphan's
-    orphan->process =
-        pb::own( pb___ProcessCreate( 0, run, host___ServerOrphanObj( orphan ), "host___ServerOrphan" ) );
+    orphan->process = pb::own( pb___ProcessCreate( 0, run, host___ServerOrphanObj( orphan ), "host___ServerOrphan" ) );
     orphan->alertable = pb::own( pbAlertableCreateWithProcess( orphan->process ) );
     hostServerGuardAddAlertable( orphan->guard, orphan->alertable );
 }

@@ -103,7 +103,7 @@ struct hostServerTransaction
     bool stateless;
     bool lookup;  ///< it has one of the places for lookups
     bool watched; ///< the stream is watched
-    bool stale;  ///< the challenge says stale=true
+    bool stale;   ///< the challenge says stale=true
 };
 
 namespace host::server

@@ -120,7 +120,7 @@ void decide( hostServerTransaction *transaction )
     pb::Ref<host___Session> proven = server->sessions->find( transaction->binding, transaction->peer );
     auto request = pb::share( transaction->request.get() );
     transaction->credentials =
-        hostBridgeRequestIn( request.inout(), server->proxy(), server->realm, proven ? proven->nonce : nullptr,
+        hostBridgeRequestIn( request.inout(), server->proxy(), server->realm, proven ? proven->nonce.get() : nullptr,
                              server->ledger, server->options, server->settings, transaction->authorization.inout() );
     transaction->userName = claimedUserName( transaction->authorization );
     if( transaction->credentials == HOST_CREDENTIALS_BASIC )

@@ -1,5 +1,5 @@
-// Server transactions: one request with all that belongs to it, and its way to and from the library. Whatever the host is
-// told, it is told from the transaction's process.
+// Server transactions: one request with all that belongs to it, and its way to and from the library. Whatever the host
+// is told, it is told from the transaction's process.
 #include "host/host_private.h"
 #include "host/host_refusal_private.h"
 #include "host/host_server_private.h"
@@ -256,8 +256,8 @@ pbBool hostServerTransactionCancel( hostServerTransaction *transaction, sipsnMes
     PB_ASSERT( transaction );
     PB_ASSERT( cancel );
     if( !transaction->guard )
-        return taken( transaction, host___Refuse( transaction->wasAccepted ? HOST_REFUSAL_AFTER_FINAL
-                                                                           : HOST_REFUSAL_ENDED ) );
+        return taken( transaction,
+                      host___Refuse( transaction->wasAccepted ? HOST_REFUSAL_AFTER_FINAL : HOST_REFUSAL_ENDED ) );
     auto copy = sipsnMessageIsRequest( cancel ) ? forLibrary( transaction, cancel ) : pb::share( cancel );
     int64_t refusal = hostServerGuardCancelWrite( transaction->guard, copy );
     if( refusal == HOST_REFUSAL_NONE )

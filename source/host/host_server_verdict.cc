@@ -46,8 +46,7 @@ void prove( hostServerTransaction *transaction )
     if( !keepsDigestState( transaction ) || transaction->sessionsDropped != server->sessionsDropped )
         return;
     auto nonce = pb::own( sipauthAuthorizationDigestNonce( transaction->authorization ) );
-    transaction->proven =
-        server->sessions->add( transaction->binding, transaction->peer, transaction->session, nonce );
+    transaction->proven = server->sessions->add( transaction->binding, transaction->peer, transaction->session, nonce );
     transaction->proven->openTransactions++;
 }
 

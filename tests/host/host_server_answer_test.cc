@@ -12,7 +12,8 @@ std::vector<std::string> algorithmsOf( const std::string &wire )
     for( const std::string &line : linesOf( wire, "WWW-Authenticate" ) )
     {
         size_t place = line.find( "algorithm=" );
-        algorithms.push_back( place == std::string::npos ? "" : line.substr( place + 10, line.find( ',', place ) - place - 10 ) );
+        algorithms.push_back(
+            place == std::string::npos ? "" : line.substr( place + 10, line.find( ',', place ) - place - 10 ) );
     }
     return algorithms;
 }
@@ -20,9 +21,9 @@ std::vector<std::string> algorithmsOf( const std::string &wire )
 using Names = std::vector<std::string>;
 
 // All that the library has, so that a challenge is big.
-const std::vector<int64_t> everyAlgorithm = {
-    SIPAUTH_DIGEST_ALGORITHM_MD5,    SIPAUTH_DIGEST_ALGORITHM_MD5_SESS,    SIPAUTH_DIGEST_ALGORITHM_SHA256,
-    SIPAUTH_DIGEST_ALGORITHM_SHA384, SIPAUTH_DIGEST_ALGORITHM_SHA256_SESS, SIPAUTH_DIGEST_ALGORITHM_SHA512 };
+const std::vector<int64_t> everyAlgorithm = { SIPAUTH_DIGEST_ALGORITHM_MD5,         SIPAUTH_DIGEST_ALGORITHM_MD5_SESS,
+                                              SIPAUTH_DIGEST_ALGORITHM_SHA256,      SIPAUTH_DIGEST_ALGORITHM_SHA384,
+                                              SIPAUTH_DIGEST_ALGORITHM_SHA256_SESS, SIPAUTH_DIGEST_ALGORITHM_SHA512 };
 
 } // namespace
 

@@ -16,12 +16,18 @@ class Table : public serving::Serving
 protected:
     Table() { serve(); }
 
-    pb::Ref<sipauthSession> session() { return pb::own( sipauthSessionCreate( stack, SIPAUTH_SESSION_FLAG_SERVER, nullptr ) ); }
+    pb::Ref<sipauthSession> session()
+    {
+        return pb::own( sipauthSessionCreate( stack, SIPAUTH_SESSION_FLAG_SERVER, nullptr ) );
+    }
     pb::Ref<host___Session> add( const char *binding, hostPeer *peer )
     {
         return sessions.add( string( binding ), peer, session(), string( "nonce" ) );
     }
-    bool has( const char *binding, hostPeer *peer ) { return static_cast<bool>( sessions.find( string( binding ), peer ) ); }
+    bool has( const char *binding, hostPeer *peer )
+    {
+        return static_cast<bool>( sessions.find( string( binding ), peer ) );
+    }
 
     Sessions sessions{ 100, 1000 };
 };

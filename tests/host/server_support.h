@@ -1,5 +1,5 @@
-// What the tests of servers share: a server with a directory in memory on a simulated scheduler, phones that log in, and
-// a record of what the server told its host.
+// What the tests of servers share: a server with a directory in memory on a simulated scheduler, phones that log in,
+// and a record of what the server told its host.
 #ifndef HOST_SERVER_SUPPORT_H
 #define HOST_SERVER_SUPPORT_H
 
@@ -213,7 +213,8 @@ protected:
         return taken;
     }
 
-    /// What was told last, in one word or status: "accepted", "401", "drop"; "" for nothing. Several are joined by spaces.
+    /// What was told last, in one word or status: "accepted", "401", "drop"; "" for nothing. Several are joined by
+    /// spaces.
     std::string outcome() const
     {
         std::string words;
@@ -286,9 +287,8 @@ protected:
         /// The next request, signed as far as the session has something to sign with.
         std::string sign( const std::string &method, const std::string &extra = "" )
         {
-            cotrans_ = own( challenge_
-                                ? sipauthClientCotransCreateWithInitialChallenge( session_, challenge_, nullptr )
-                                : sipauthClientCotransCreate( session_, nullptr ) );
+            cotrans_ = own( challenge_ ? sipauthClientCotransCreateWithInitialChallenge( session_, challenge_, nullptr )
+                                       : sipauthClientCotransCreate( session_, nullptr ) );
             challenge_.clear();
             sipauthClientCotransRequestWrite( cotrans_, decoded( requestOf( method, ++sequence, extra ) ) );
             return leaving( sipauthClientCotransRequestRead );
@@ -327,10 +327,7 @@ protected:
 
     private:
         using Read = sipsnMessage *( sipauthClientCotrans *, siptpSendFilter ** );
-        static bool proxyOf( Serving &serving )
-        {
-            return serving.serverFlags & SIPAUTH_SESSION_FLAG_PROXY;
-        }
+        static bool proxyOf( Serving &serving ) { return serving.serverFlags & SIPAUTH_SESSION_FLAG_PROXY; }
         std::string leaving( Read *read )
         {
             serving_.run();
