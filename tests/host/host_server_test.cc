@@ -1,6 +1,8 @@
 // Servers: requests that are challenged, that pass, and what belongs to them.
 #include "server_support.h"
 
+#include <cs/cs_object.h>
+
 #include <malloc.h>
 
 using namespace serving;
@@ -76,11 +78,11 @@ TEST_F( Serving, GoesOnInAProvenSessionWithoutAChallenge )
 {
     serve();
     Phone alice = phone();
-    for( int64_t count = 1; count <= 4; count++ )
+    for( int64_t nth = 1; nth <= 4; nth++ )
     {
-        Transaction transaction = count == 1 ? alice.login() : alice.send( "REGISTER" );
-        ASSERT_EQ( outcome(), "accepted" ) << count;
-        EXPECT_NE( alice.wire.find( "nc=0000000" + std::to_string( count ) ), std::string::npos );
+        Transaction transaction = nth == 1 ? alice.login() : alice.send( "REGISTER" );
+        ASSERT_EQ( outcome(), "accepted" ) << nth;
+        EXPECT_NE( alice.wire.find( "nc=0000000" + std::to_string( nth ) ), std::string::npos );
         EXPECT_EQ( identityOf( transaction ), "alice" );
         respond( transaction, 200 );
     }
