@@ -114,7 +114,7 @@ TEST_F( Serving, KeepsNoSessionWithoutQualityOfProtection )
     alice.login().clear();
     EXPECT_EQ( outcome(), "accepted" );
     EXPECT_EQ( hostServerSessions( server ), 0 );
-    alice.send( "REGISTER" ).clear(); // the same nonce
+    receive( alice.wire, udpPeer() ).clear(); // the same nonce
     EXPECT_EQ( outcome(), "401" );
     EXPECT_EQ( count( HOST_REASON_STALE ), 1 );
 }
@@ -128,8 +128,9 @@ TEST_F( Serving, ReusesANonceWithoutQualityOfProtectionWhenTheOptionsSaySo )
     Phone alice = phone();
     alice.login().clear();
     EXPECT_EQ( hostServerSessions( server ), 1 );
-    alice.send( "REGISTER" ).clear();
+    receive( alice.wire, udpPeer() ).clear();
     EXPECT_EQ( outcome(), "accepted" );
+    EXPECT_EQ( count( HOST_REASON_PASSED ), 2 );
 }
 
 TEST_F( Serving, ReportsAnAuthorizationThatIsReused )
@@ -261,8 +262,9 @@ TEST_F( Serving, HandsTheRequestOutWithoutOurCredentials )
     serve();
     Phone alice = phone();
     alice.send( "MESSAGE" ).clear();
-    std::string wire = alice.sign( "MESSAGE", "Authorization: Digest username=\"x\", realm=\"elsewhere\", nonce=\"y\", "
-                                              "uri=\"sip:z\", response=\"0123456789abcdef0123456789abcdef\"\r\n" );
+    std::string wire = replaced( alice.sign( "MESSAGE" ), "Content-Length",
+                                 "Authorization: Digest username=\"x\", realm=\"elsewhere\", nonce=\"y\", uri=\"sip:z\", "
+                                 "response=\"0123456789abcdef0123456789abcdef\"\r\nContent-Length" );
     Transaction transaction = receive( wire, udpPeer() );
     ASSERT_EQ( outcome(), "accepted" );
     std::string forwarded = encoded( own( hostServerTransactionRequest( transaction ) ) );
@@ -481,10 +483,9 @@ TEST_F( Serving, MayBeAnsweredFromWithinTheHandler )
         auto request = own( hostServerTransactionRequest( transaction ) );
         EXPECT_TRUE( hostServerTransactionRespond( transaction, own( sipbnConstructResponse( request, 200 ) ) ) );
     };
-    alice.login().clear();
-    EXPECT_EQ( outcome(), "accepted" ); // released before it could be sent
-    Transaction transaction = alice.send( "REGISTER" );
+    Transaction transaction = alice.login();
     EXPECT_EQ( outcome(), "accepted 200" );
+    EXPECT_EQ( hostServerTransactions( server ), 0 );
 }
 
 TEST_F( Serving, OutlivesItsServer )
