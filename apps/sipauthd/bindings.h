@@ -54,7 +54,7 @@ public:
     /// Writes what is waiting, and returns when it is in the file or could not be written. Callbacks come as always.
     virtual void flush() = 0;
     /// Sets what is called in the engine's thread with the reason when a transaction could not be written.
-    virtual void setOnFailure( std::function<void( const std::string &why )> function ) = 0;
+    virtual void setOnFailure( std::function<void( const std::string &why )> ) {}
 };
 
 } // namespace sipauthd

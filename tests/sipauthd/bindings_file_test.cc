@@ -10,7 +10,7 @@
 namespace
 {
 
-using fake::binding;
+using clockwork::binding;
 using testing::HasSubstr;
 using testing::StartsWith;
 
@@ -29,9 +29,9 @@ protected:
     std::string refusal() { return refusal( path_ ); }
     void makeFile()
     {
-        auto bindings = fake::open( path_, engine_ );
+        auto bindings = clockwork::open( path_, engine_ );
         EXPECT_TRUE(
-            fake::replace( engine_, *bindings, "sip:a", { binding( "sip:contact" ), binding( "sip:other" ) } ) );
+            clockwork::replace( engine_, *bindings, "sip:a", { binding( "sip:contact" ), binding( "sip:other" ) } ) );
     }
     void execute( const std::string &text )
     {
@@ -42,9 +42,9 @@ protected:
         sqlite3_close( database );
     }
 
-    fake::Directory directory_;
+    clockwork::Directory directory_;
     std::string path_ = directory_ / "bindings.db";
-    fake::Engine engine_;
+    clockwork::Engine engine_;
 };
 
 TEST_F( BindingsFileTest, IsForItsOwnerAlone )
@@ -80,7 +80,7 @@ TEST_F( BindingsFileTest, RefusesTablesOfANewerVersion )
     execute( "PRAGMA user_version = 2" );
     EXPECT_EQ( refusal(), "has tables of version 2, newer than 1, which this program knows" );
     execute( "PRAGMA user_version = 1" );
-    EXPECT_EQ( fake::open( path_, engine_ )->size(), 2u );
+    EXPECT_EQ( clockwork::open( path_, engine_ )->size(), 2u );
 }
 
 TEST_F( BindingsFileTest, RefusesTablesOfSomethingElse )
@@ -118,10 +118,10 @@ TEST_F( BindingsFileTest, RefusesRowsThatNoBindingCanHave )
 
 TEST_F( BindingsFileTest, IsUsedByOneAtATime )
 {
-    auto bindings = fake::open( path_, engine_ );
+    auto bindings = clockwork::open( path_, engine_ );
     EXPECT_EQ( refusal(), "another process uses the file" );
     bindings.reset();
-    EXPECT_TRUE( fake::open( path_, engine_ ) );
+    EXPECT_TRUE( clockwork::open( path_, engine_ ) );
 }
 
 } // namespace

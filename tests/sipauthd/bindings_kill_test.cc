@@ -27,7 +27,7 @@ std::string addressOf( int user )
 // committed.
 [[noreturn]] void registerForEver( const std::string &path, uint32_t cseq, int pipe )
 {
-    fake::Engine engine;
+    clockwork::Engine engine;
     std::string why;
     auto bindings = sipauthd::Bindings::open( path, false, engine, &why );
     if( !bindings )
@@ -37,7 +37,7 @@ std::string addressOf( int user )
         int open = users;
         for( int user = 0; user < users; user++ )
         {
-            std::vector<sipauthd::Binding> now( cseq % 3 + 1, fake::binding( "sip:x", 600000, cseq ) );
+            std::vector<sipauthd::Binding> now( cseq % 3 + 1, clockwork::binding( "sip:x", 600000, cseq ) );
             for( size_t index = 0; index < now.size(); index++ )
                 now[index].contact += std::to_string( index );
             auto committed = [&open, user, cseq, pipe]( bool ok )
@@ -73,7 +73,7 @@ void killAfter( int count, pid_t child, int pipe, std::map<int, uint32_t> &repor
 
 TEST( BindingsKill, LosesNothingThatWasReported )
 {
-    fake::Directory directory;
+    clockwork::Directory directory;
     std::string path = directory / "bindings.db";
     std::map<int, uint32_t> reported;
     for( int round = 0; round < 8; round++ )
@@ -90,8 +90,8 @@ TEST( BindingsKill, LosesNothingThatWasReported )
         close( ends[1] );
         killAfter( 30 + 97 * round, child, ends[0], reported );
         close( ends[0] );
-        fake::Engine engine;
-        auto bindings = fake::open( path, engine );
+        clockwork::Engine engine;
+        auto bindings = clockwork::open( path, engine );
         ASSERT_TRUE( bindings );
         for( const auto &[user, cseq] : reported )
         {

@@ -2,7 +2,7 @@
 #ifndef SIPAUTHD_BINDINGS_SUPPORT_H
 #define SIPAUTHD_BINDINGS_SUPPORT_H
 
-#include "fake_engine.h"
+#include "clockwork_engine.h"
 #include "sipauthd/bindings.h"
 
 #include <gtest/gtest.h>
@@ -10,7 +10,7 @@
 #include <filesystem>
 #include <unistd.h>
 
-namespace fake
+namespace clockwork
 {
 
 /// A directory of its own, gone with it.
@@ -81,6 +81,6 @@ inline bool replace( Engine &engine, sipauthd::Bindings &bindings, const std::st
     return outcome == 1;
 }
 
-} // namespace fake
+} // namespace clockwork
 
 #endif

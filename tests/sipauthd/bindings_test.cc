@@ -11,9 +11,9 @@
 namespace
 {
 
-using fake::binding;
-using fake::contacts;
-using fake::replace;
+using clockwork::binding;
+using clockwork::contacts;
+using clockwork::replace;
 using sipauthd::Binding;
 using sipauthd::wallClock;
 using testing::ElementsAre;
@@ -25,16 +25,16 @@ const std::string bob = "sip:bob@example.com";
 class BindingsTest : public testing::Test
 {
 protected:
-    void open( bool fsync = false ) { bindings_ = fake::open( path_, engine_, fsync ); }
+    void open( bool fsync = false ) { bindings_ = clockwork::open( path_, engine_, fsync ); }
     void reopen()
     {
         bindings_.reset();
         open();
     }
 
-    fake::Directory directory_;
+    clockwork::Directory directory_;
     std::string path_ = directory_ / "bindings.db";
-    fake::Engine engine_;
+    clockwork::Engine engine_;
     std::unique_ptr<sipauthd::Bindings> bindings_;
 };
 

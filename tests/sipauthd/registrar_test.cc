@@ -82,9 +82,9 @@ protected:
     }
     std::vector<sipauthd::Binding> found() { return bindings_->find( "sip:alice@example.com" ); }
 
-    fake::Directory directory_;
-    fake::Engine engine_;
-    std::unique_ptr<sipauthd::Bindings> bindings_ = fake::open( directory_ / "bindings.db", engine_ );
+    clockwork::Directory directory_;
+    clockwork::Engine engine_;
+    std::unique_ptr<sipauthd::Bindings> bindings_ = clockwork::open( directory_ / "bindings.db", engine_ );
     sipauthd::RegistrarConfig config_;
     Registrar registrar_{ *bindings_, config_ };
     std::string identity_ = "alice";
@@ -120,10 +120,10 @@ TEST_F( RegistrarTest, BindsAContactAndListsIt )
 TEST_F( RegistrarTest, AnswersAQueryWithTheTimesThatAreLeft )
 {
     EXPECT_THAT( registered(), IsEmpty() );
-    bindings_->replace(
-        "sip:alice@example.com",
-        { fake::binding( "sip:a@b", 30500 ), fake::binding( "sip:c@d", -1 ), fake::binding( "sip:e@f", 10 * 60000 ) },
-        nullptr );
+    bindings_->replace( "sip:alice@example.com",
+                        { clockwork::binding( "sip:a@b", 30500 ), clockwork::binding( "sip:c@d", -1 ),
+                          clockwork::binding( "sip:e@f", 10 * 60000 ) },
+                        nullptr );
     EXPECT_THAT( registered(), ElementsAre( MatchesRegex( "<sip:a@b>;.*;expires=3[01]" ),
                                             MatchesRegex( "<sip:e@f>;.*;expires=600" ) ) );
 }
@@ -148,7 +148,7 @@ TEST_F( RegistrarTest, Answers500WhenTheCommitFails )
     Message response = send( "Contact: <sip:c@d>\r\n" );
     EXPECT_EQ( response.status(), 500 );
     EXPECT_NE( response.header( "Retry-After" ), "" );
-    EXPECT_THAT( fake::contacts( found() ), ElementsAre( "sip:a@b" ) );
+    EXPECT_THAT( clockwork::contacts( found() ), ElementsAre( "sip:a@b" ) );
 }
 
 TEST_F( RegistrarTest, TakesExpiresFromTheContactThenTheHeaderThenTheDefault )
@@ -202,7 +202,7 @@ TEST_F( RegistrarTest, RemovesAContactWithZero )
                  ElementsAre( StartsWith( "<sip:c@d>" ) ) );
     EXPECT_EQ( status( "Expires: 0\r\nContact: <sip:unknown@b>\r\n" ), 200 );
     EXPECT_EQ( send( "Expires: 0\r\nContact: <sip:c@d>, <sip:e@f>;expires=100\r\n" ).lines( "Contact" ).size(), 1u );
-    EXPECT_THAT( fake::contacts( found() ), ElementsAre( "sip:e@f" ) );
+    EXPECT_THAT( clockwork::contacts( found() ), ElementsAre( "sip:e@f" ) );
 }
 
 TEST_F( RegistrarTest, RemovesAllWithAStar )
@@ -283,7 +283,7 @@ TEST_F( RegistrarTest, TakesABoundedNumberOfContacts )
     for( int count = 0; count < 500; count++ )
         many += ",<sip:" + std::to_string( count ) + "@b>";
     EXPECT_EQ( status( many + "\r\n" ), 403 );
-    EXPECT_THAT( fake::contacts( found() ), UnorderedElementsAre( "sip:1@b", "sip:2@b", "sip:4@b" ) );
+    EXPECT_THAT( clockwork::contacts( found() ), UnorderedElementsAre( "sip:1@b", "sip:2@b", "sip:4@b" ) );
 }
 
 TEST_F( RegistrarTest, ServesItsDomainsAlone )
@@ -301,7 +301,7 @@ TEST_F( RegistrarTest, LetsAUserRegisterForHerselfAlone )
     EXPECT_EQ( serve( text( "Contact: <sip:a@b>\r\n", "<sip:Alice@example.com>" ) ).status(), 403 );
     EXPECT_EQ( serve( text( "Contact: <sip:a@b>\r\n", "<sip:example.com>" ) ).status(), 403 );
     EXPECT_EQ( serve( text( "Contact: <sip:a@b>\r\n", "<sip:al%69ce:pw@example.com;user=phone>" ) ).status(), 200 );
-    EXPECT_THAT( fake::contacts( found() ), ElementsAre( "sip:a@b" ) );
+    EXPECT_THAT( clockwork::contacts( found() ), ElementsAre( "sip:a@b" ) );
     identity_.clear();
     EXPECT_EQ( status( "Contact: <sip:a@b>\r\n" ), 403 );
     EXPECT_EQ( serve( text( "", "<sip:example.com>" ) ).status(), 403 );
