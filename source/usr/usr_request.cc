@@ -4,7 +4,12 @@
 #include "pb/pb_hold.h"
 #include "pb/pb_type.h"
 #include "tr/tr_trace.h"
+#include "usr/usr_driver.h"
 #include "usr/usr_private.h"
+
+#include <algorithm>
+#include <iterator>
+#include <string_view>
 
 PB_TYPE( usr___Request, USR_REQUEST, usr, usr___RequestFreeFunc, nullptr );
 
@@ -29,6 +34,32 @@ pb::Ref<usr___Request> tryBegin( usr___DirectoryImp *imp, trStream *stream )
     return usr___DirectoryImpTryOpen( imp, request ) ? request : nullptr;
 }
 
+// The answers that say nothing bad of the directory, as whole lines: who watches the trace tells them by their text
+// from failures, which are formatted.
+struct Told
+{
+    std::string_view why;
+    const char *text;
+};
+constexpr Told told[] = {
+    { usr___notFound, "[usr___RequestEndWithout()] not found" },
+    { usr___ambiguous, "[usr___RequestEndWithout()] ambiguous: several realms have this user name" },
+    { usr___disabled, "[usr___RequestEndWithout()] disabled" },
+    { usr___noPassword, "[usr___RequestEndWithout()] no password" },
+};
+
+// A line that makes the stream notable. Failures are written without asking whether somebody records: a watch is told,
+// too.
+void recordWithout( trStream *stream, const char *why )
+{
+    const Told *found =
+        std::find_if( std::begin( told ), std::end( told ), [&]( const Told &each ) { return each.why == why; } );
+    if( found != std::end( told ) )
+        return tr::fail( stream, found->text );
+    trStreamSetNotable( stream );
+    trStreamTextFormatCstr( stream, "[usr___RequestEndWithout()] %lc", -1, why );
+}
+
 // What a request came to: a user, or why there is none.
 struct Outcome
 {
@@ -43,10 +74,7 @@ void record( usr___Request *request, const Outcome &outcome )
     if( outcome.userId )
         TR_TEXT_FORMAT( request->stream, "[usr___RequestEnd()] userId: %s", outcome.userId );
     else
-    {
-        trStreamSetNotable( request->stream );
-        TR_TEXT_FORMAT( request->stream, "[usr___RequestEndWithout()] %lc", outcome.why );
-    }
+        recordWithout( request->stream, outcome.why );
     request->userId = pb::share( outcome.userId );
     request->credentials = pb::share( outcome.credentials );
     request->ended.store( true, std::memory_order_release );

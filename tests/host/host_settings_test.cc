@@ -1,5 +1,6 @@
 // Settings.
 #include "support/abort.h"
+#include "support/text.h"
 
 #include <host/host_settings.h>
 #include <pb/pb_ref.hh>
@@ -61,7 +62,7 @@ bool isTruth( int64_t setting )
 
 std::string textOf( pbString *string )
 {
-    return string ? pbStringAscii( string ) : "(null)";
+    return string ? support::textOf( own( pbStringRetain( string ) ) ) : "(null)";
 }
 
 // The reason why a store with one value is refused.
