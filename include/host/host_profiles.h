@@ -16,6 +16,8 @@ typedef int64_t HOST_PROFILE;
 #define HOST_PROFILE_DEFAULT 1 /* "default": at most two lines, SHA-256 then MD5 (never "-sess"), qop "auth" */
 #define HOST_PROFILE_LEGACY 2  /* "legacy": one line, MD5 with qop "auth" */
 #define HOST_PROFILE_COUNT 3
+/// Whether a value is one of the enumeration.
+#define HOST_PROFILE_OK( profile ) ( (uint64_t) ( profile ) < HOST_PROFILE_COUNT )
 
 /// Profiles of peers.
 typedef struct hostProfiles hostProfiles;
