@@ -172,8 +172,7 @@ TEST( Config, NamesTheKeyThatIsWrong )
         { base + "transport = 'sctp'\n", R"(listeners.one.transport: "sctp" is none of "udp", "tcp", "tls")" },
         { base + "transport = 'tls'\n", "listeners.one.certificate: needed for tls" },
         { base + "certificate = 'x.pem'\n", "listeners.one.certificate: only for tls" },
-        { base + "profile = 'lax'\n",
-          R"(listeners.one.profile: "lax" is none of "strict", "default", "legacy")" },
+        { base + "profile = 'lax'\n", R"(listeners.one.profile: "lax" is none of "strict", "default", "legacy")" },
         { base + "[registrar]\nenabled = 1\n", "registrar.enabled: not true or false" },
         { base + "[registrar]\nminExpires = 9000\n", "registrar.minExpires: more than maxExpires" },
         { base + "[registrar]\ndefaultExpires = 10\n",
@@ -187,16 +186,13 @@ TEST( Config, NamesTheKeyThatIsWrong )
         { base + "[proxy.upstreams.a]\ndomain = '*'\n",
           R"(proxy.upstreams.a.target: needed: a SIP URI, for example "sip:192.0.2.9:5060;transport=tcp")" },
         { base + "[proxy.upstreams]\na = 1\n", "proxy.upstreams.a: not a table" },
-        { base + "[profiles]\ndefault = 'x'\n",
-          R"(profiles.default: "x" is none of "strict", "default", "legacy")" },
+        { base + "[profiles]\ndefault = 'x'\n", R"(profiles.default: "x" is none of "strict", "default", "legacy")" },
         { base + "[profiles.networks.a]\nnetwork = 'x'\nprofile = 'strict'\n",
           R"(profiles.networks.a.network: "x" is no network, for example "192.0.2.0/24")" },
         { base + "[profiles.userAgents.a]\nprofile = 'strict'\n", "profiles.userAgents.a.text: needed" },
-        { base + "[tls]\nauthorities = '/nowhere/ca.pem'\n",
-          R"(tls.authorities: "/nowhere/ca.pem" cannot be read)" },
+        { base + "[tls]\nauthorities = '/nowhere/ca.pem'\n", R"(tls.authorities: "/nowhere/ca.pem" cannot be read)" },
         { "domains = ''\n[listeners.one]\naddress = '127.0.0.1:5060'\n", "domains: at least one is needed" },
-        { "domains = 'a b:5060'\n[listeners.one]\naddress = '127.0.0.1:5060'\n",
-          R"(domains: "b:5060" is no domain)" },
+        { "domains = 'a b:5060'\n[listeners.one]\naddress = '127.0.0.1:5060'\n", R"(domains: "b:5060" is no domain)" },
         { "domains = 'a'\n", "listeners: at least one is needed" },
         { "domains = 'a'\n[listeners.one]\ntransport = 'udp'\n",
           R"(listeners.one.address: needed, for example "0.0.0.0:5060")" },
@@ -209,7 +205,8 @@ TEST( Config, NamesTheKeyThatIsWrong )
 
 TEST( Config, NamesTheLimitThatIsWrong )
 {
-    EXPECT_TRUE( refusal( std::string( least ) + "[limits]\namplification = -2\n" ).starts_with( "limits.amplification: " ) );
+    EXPECT_TRUE(
+        refusal( std::string( least ) + "[limits]\namplification = -2\n" ).starts_with( "limits.amplification: " ) );
     EXPECT_TRUE( refusal( std::string( least ) + "[limits]\nspeed = 2\n" ).starts_with( "limits.speed: " ) );
 }
 
@@ -227,8 +224,9 @@ TEST( Config, RefusesTextWithALineEnd )
 
 TEST( Config, WritesOnlyWhatDiffersFromItsDefaults )
 {
-    auto store = storeOf( std::string( least ) +
-                          "transport = 'udp'\n[registrar]\nenabled = true\nmaxContacts = 3\n[proxy]\nrecordRoute = true\n" );
+    auto store =
+        storeOf( std::string( least ) +
+                 "transport = 'udp'\n[registrar]\nenabled = true\nmaxContacts = 3\n[proxy]\nrecordRoute = true\n" );
     auto expected = storeOf( std::string( least ) + "[registrar]\nmaxContacts = 3\n" );
     auto normal = sipauthd::storeOf( readConfig( store ), false );
     EXPECT_TRUE( pbStoreEquals( normal, expected ) ) << pb::textOf( pbStoreToString( normal ) );

@@ -69,8 +69,8 @@ std::string credentials( const std::string &challenge, const std::string &method
     std::string opaque = parameter( challenge, "opaque" );
     char nc[9];
     std::snprintf( nc, sizeof nc, "%08x", count );
-    std::string response = md5( md5( "alice:" + realm + ":" + password ) + ":" + nonce + ":" + nc + ":c1:auth:" +
-                                md5( method + ":" + uri ) );
+    std::string response = md5( md5( "alice:" + realm + ":" + password ) + ":" + nonce + ":" + nc +
+                                ":c1:auth:" + md5( method + ":" + uri ) );
     return "Digest username=\"alice\", realm=\"" + realm + "\", nonce=\"" + nonce + "\", uri=\"" + uri +
            "\", algorithm=MD5, qop=auth, nc=" + nc + ", cnonce=\"c1\", response=\"" + response + "\"" +
            ( opaque.empty() ? "" : ", opaque=\"" + opaque + "\"" );

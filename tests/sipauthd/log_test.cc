@@ -49,8 +49,7 @@ TEST_F( LogFile, WritesTimeLevelAndText )
     ASSERT_TRUE( log ) << why_;
     log->warning( "the moon is full" );
     EXPECT_TRUE( std::regex_match(
-        content( path( "a" ) ),
-        std::regex( R"(\d{4}-\d\d-\d\dT\d\d:\d\d:\d\d\.\d{3}Z warning the moon is full\n)" ) ) )
+        content( path( "a" ) ), std::regex( R"(\d{4}-\d\d-\d\dT\d\d:\d\d:\d\d\.\d{3}Z warning the moon is full\n)" ) ) )
         << content( path( "a" ) );
 }
 
