@@ -49,8 +49,9 @@ PB_EXPORT int64_t hostLedgerLook( hostLedger *ledger, pbString *nonce );
 PB_EXPORT pbBool hostLedgerIssuedTo( hostLedger *ledger, pbString *nonce, hostPeer *peer );
 /// Notes an outstanding nonce as used. One that is not there, or not outstanding, stays as it is.
 PB_EXPORT void hostLedgerUse( hostLedger *ledger, pbString *nonce );
-/// How many nonces it has, and how many it has room for.
+/// How many nonces it has.
 PB_EXPORT int64_t hostLedgerLength( hostLedger *ledger );
+/// How many nonces it has room for.
 PB_EXPORT int64_t hostLedgerCapacity( hostLedger *ledger );
 
 PB_END_DECLS

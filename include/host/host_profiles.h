@@ -54,8 +54,9 @@ PB_EXPORT int64_t hostProfilesOf( hostProfiles *profiles, hostPeer *peer, sipsnM
 PB_EXPORT void hostProfilesLearn( hostProfiles *profiles, hostPeer *peer, sipsnMessage *request, int64_t algorithm );
 /// Whether profiles are learned; not at first.
 PB_EXPORT void hostProfilesSetLearn( hostProfiles *profiles, pbBool learn );
-/// A profile's name ("strict"...), static C text, and the profile of a name, -1 for none.
+/// A profile's name ("strict"...), static C text.
 PB_EXPORT const char *hostProfileName( int64_t profile );
+/// The profile of a name; -1 for none.
 PB_EXPORT int64_t hostProfileTryFromName( pbString *name );
 
 PB_END_DECLS

@@ -148,7 +148,7 @@ void refuse( hostServerTransaction *transaction, sipsnMessage *response )
         return answer( transaction );
     }
     noteFailure( transaction, why );
-    if( hidesUnknownUser( transaction, why ) )
+    if( forbidden && hidesUnknownUser( transaction, why ) )
         return rechallenge( transaction );
     forbidden ? sendRefusal( transaction, response ) : sendChallenge( transaction, response );
 }

@@ -1,6 +1,8 @@
 // What a server makes of failed checks: reasons, challenges, and what a stranger can tell from them.
 #include "server_support.h"
 
+#include <cstring>
+
 using namespace serving;
 
 namespace

@@ -98,7 +98,7 @@ struct Told
     std::string what; ///< the name of the handler's function
     hostServerTransaction *transaction;
     int64_t status = 0;
-    std::string wire;
+    std::string wire = {};
     int64_t flags = 0;
 };
 
@@ -300,9 +300,9 @@ protected:
             return leaving( sipauthClientCotransAckRead );
         }
         /// Takes a response in.
-        void receive( const std::string &wire )
+        void receive( const std::string &response )
         {
-            sipauthClientCotransResponseWrite( cotrans_, decoded( wire ) );
+            sipauthClientCotransResponseWrite( cotrans_, decoded( response ) );
             serving_.run();
             own( sipauthClientCotransResponseRead( cotrans_ ) ).clear();
             challenge_ = own( sipauthClientCotransFinalChallenge( cotrans_ ) );
