@@ -46,6 +46,7 @@ address = "{host}:{port}"
 {listeners}
 [object.daemon.config.registrar]
 database = "bindings.db"
+maxContacts = 1000
 [object.daemon.config.limits]
 {limits}
 [object.daemon.config.log]
