@@ -177,9 +177,12 @@ std::string Stack::allowConnections( Transport transport, bool ipv6 )
     Address loopback = *Address::parse( ipv6 ? "::1" : "127.0.0.1" );
     int descriptor = -1;
     const std::string problem = add( transport, loopback, tls_ ? tls_->get() : nullptr, descriptor );
-    if( problem.empty() )
-        shutdown( descriptor, SHUT_RD );
-    return problem;
+    if( !problem.empty() )
+        return problem;
+    // The loop would find a socket that is shut ready all the time.
+    fd_close( descriptor );
+    shutdown( descriptor, SHUT_RD );
+    return {};
 }
 
 } // namespace engine
