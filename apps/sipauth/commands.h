@@ -11,7 +11,7 @@ void addParse( CLI::App &app, Exit &result );
 void addAnswer( CLI::App &app, Exit &result );
 void addCheck( CLI::App &app, Exit &result );
 void addChallenge( CLI::App &app, Exit &result );
-void addOptions( CLI::App &app, Exit &result );
+void addSettings( CLI::App &app, Exit &result );
 void addConfig( CLI::App &app, Exit &result );
 void addTrace( CLI::App &app, Exit &result );
 void addUser( CLI::App &app, Exit &result );

@@ -22,7 +22,7 @@ static int run( int argc, char **argv )
     tool::addAnswer( app, result );
     tool::addCheck( app, result );
     tool::addChallenge( app, result );
-    tool::addOptions( app, result );
+    tool::addSettings( app, result );
     tool::addConfig( app, result );
     tool::addTrace( app, result );
     tool::addUser( app, result );
