@@ -311,7 +311,7 @@ TEST_F( Client, EndsABackOffWithASuccess )
 
 TEST_F( Client, DoesNotAnswerEndlessStaleChallenges )
 {
-    std::string stale = statusLine( 401, challengeLine( "qop=\"auth\", stale=true" ) );
+    std::string stale = statusLine( 401, challengeLine( "algorithm=SHA256, qop=\"auth\", stale=true" ) );
     send( "REGISTER" );
     EXPECT_EQ( receive( stale ), "retry" );
     retry( "REGISTER" );
@@ -370,10 +370,14 @@ TEST_F( Client, AnswersInTheSpellingOfThePeer )
 
 TEST_F( Client, PassesASpelledSessionOnToAServerThatSpellsAsTheLibraryDoes )
 {
-    std::string response = serve( send( "REGISTER" ) );
-    std::string spelled = replaced( response, "algorithm=SHA", "algorithm=SHA-" );
+    sipauthOptionsClearDigestAlgorithms( options.inout() );
+    sipauthOptionsSetDigestAlgorithm( options.inout(), SIPAUTH_DIGEST_ALGORITHM_SHA256 );
+    makeClient();
+    std::string spelled = replaced( serve( send( "REGISTER" ) ), "algorithm=SHA256", "algorithm=SHA-256" );
     EXPECT_EQ( receive( spelled ), "retry" );
-    EXPECT_EQ( receive( serve( replaced( retry( "REGISTER" ), "algorithm=SHA-", "algorithm=SHA" ) ) ), "none" );
+    std::string answer = retry( "REGISTER" );
+    EXPECT_NE( answer.find( "algorithm=SHA-256" ), std::string::npos ) << answer;
+    EXPECT_EQ( receive( serve( replaced( answer, "algorithm=SHA-256", "algorithm=SHA256" ) ) ), "none" );
     EXPECT_EQ( delivered.back().status, 200 );
 }
 
