@@ -15,8 +15,8 @@ struct RegistrarConfig
     int64_t minExpires = 60;          ///< seconds; less is answered with 423, but for 0
     int64_t maxExpires = 7200;        ///< more is shortened
     int64_t defaultExpires = 3600;
-    int64_t maxContacts = 10;         ///< of an address of record; more is answered with 403
-    bool anyUser = false;             ///< whether a user may register for other addresses of record of our domains
+    int64_t maxContacts = 10; ///< of an address of record; more is answered with 403
+    bool anyUser = false;     ///< whether a user may register for other addresses of record of our domains
 };
 
 class Registrar

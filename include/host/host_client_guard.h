@@ -1,5 +1,7 @@
-// The guard of a client co-transaction: as hostServerGuard, for the client's side. It takes forked 2xx responses of other
-// dialogs past the library, and runs a send filter once for each message.
+// The guard of a client co-transaction: as hostServerGuard, for the client's side. Only the first final response of an
+// INVITE passes through the library: forked 2xx of other dialogs and repeated ones are refused ("second-final"), and the
+// host handles them without it. Each send filter is handed out once, with its message: who sends the message again
+// repeats the bytes.
 #ifndef HOST_HOST_CLIENT_GUARD_H
 #define HOST_HOST_CLIENT_GUARD_H
 
@@ -40,8 +42,9 @@ PB_EXPORT void hostClientGuardAdd( hostClientGuard *guard, pbAlertable *alertabl
 /// Takes them out again.
 PB_EXPORT void hostClientGuardDel( hostClientGuard *guard, pbAlertable *alertable, pbSignalable *signalable );
 
-/// The writes return HOST_REFUSAL_NONE when the message was written, else why not. A CANCEL before a provisional response
-/// is parked and written with the first one (RFC 3261 section 9.1); a final response that comes first drops it.
+/// The writes return HOST_REFUSAL_NONE when the message was written (or parked), else why not: "ended" once the
+/// co-transaction has ended in error. A CANCEL before a provisional response is parked and written after the first one
+/// (RFC 3261 section 9.1); a final response that comes first, or an error, drops it.
 PB_EXPORT int64_t hostClientGuardRequestWrite( hostClientGuard *guard, sipsnMessage *request );
 PB_EXPORT int64_t hostClientGuardResponseWrite( hostClientGuard *guard, sipsnMessage *response );
 PB_EXPORT int64_t hostClientGuardCancelWrite( hostClientGuard *guard, sipsnMessage *cancel );

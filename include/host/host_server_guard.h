@@ -2,7 +2,7 @@
 // what would break it, so that nothing from the network can end the process. It parks a CANCEL that comes before the
 // request has been read and a first response was written. Each guard owns its co-transaction.
 //
-// The refusals are counted for the whole process.
+// The refusals are counted for the whole process. A message that is refused leaves the transaction as it was.
 #ifndef HOST_HOST_SERVER_GUARD_H
 #define HOST_HOST_SERVER_GUARD_H
 
@@ -18,19 +18,19 @@ typedef int64_t HOST_REFUSAL;
 #define HOST_REFUSAL_NONE 0
 #define HOST_REFUSAL_KIND 1              /* "kind": a response for a request, or the reverse */
 #define HOST_REFUSAL_METHOD 2            /* "method": CANCEL or ACK as a request; another method for CANCEL or ACK */
-#define HOST_REFUSAL_CSEQ 3              /* "cseq": request line and CSeq name different methods, or CSeq is missing */
+#define HOST_REFUSAL_CSEQ 3              /* "cseq": request line and CSeq name different methods; no CSeq, or several */
 #define HOST_REFUSAL_SECOND_REQUEST 4    /* "second-request" */
 #define HOST_REFUSAL_BEFORE_REQUEST 5    /* "before-request": nothing was written yet */
 #define HOST_REFUSAL_BEFORE_READ 6       /* "before-read": a response before the request has been read */
 #define HOST_REFUSAL_STATUS 7            /* "status": not within 100 and 699 */
 #define HOST_REFUSAL_SECOND_FINAL 8      /* "second-final": after a final response, also one of the library's own */
-#define HOST_REFUSAL_BEFORE_RESPONSE 9   /* "before-response": a CANCEL without provisional response (client) */
-#define HOST_REFUSAL_AFTER_FINAL 10      /* "after-final": a CANCEL after the final response */
+#define HOST_REFUSAL_BEFORE_RESPONSE 9   /* "before-response": a parked CANCEL that is dropped: only counted */
+#define HOST_REFUSAL_AFTER_FINAL 10      /* "after-final": a CANCEL after the final response, whoever made that */
 #define HOST_REFUSAL_SECOND_CANCEL 11    /* "second-cancel" */
 #define HOST_REFUSAL_NOT_INVITE 12       /* "not-invite": an ACK for another method */
 #define HOST_REFUSAL_BEFORE_FINAL 13     /* "before-final": an ACK without final response */
 #define HOST_REFUSAL_SECOND_ACK 14       /* "second-ack" */
-#define HOST_REFUSAL_ENDED 15            /* "ended": the library has answered by itself, or failed */
+#define HOST_REFUSAL_ENDED 15            /* "ended": an ACK for the library's own answer; anything once it has failed */
 #define HOST_REFUSAL_COUNT 16
 
 /// A refusal's name: static C text.
@@ -71,6 +71,7 @@ PB_EXPORT void hostServerGuardDelAlertable( hostServerGuard *guard, pbAlertable 
 PB_EXPORT int64_t hostServerGuardRequestWrite( hostServerGuard *guard, sipsnMessage *request );
 PB_EXPORT int64_t hostServerGuardResponseWrite( hostServerGuard *guard, sipsnMessage *response );
 /// A CANCEL that comes early is parked and written as soon as the order allows it: after the first provisional response.
+/// When a final one comes first, the host's or the library's, it is dropped: the host answers it without the library.
 PB_EXPORT int64_t hostServerGuardCancelWrite( hostServerGuard *guard, sipsnMessage *cancel );
 PB_EXPORT int64_t hostServerGuardAckWrite( hostServerGuard *guard, sipsnMessage *ack );
 
