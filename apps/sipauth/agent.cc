@@ -119,10 +119,9 @@ std::string Agent::contact( const engine::Address &local, engine::Transport tran
         return arguments_.contact.find( '<' ) == std::string::npos ? fmt::format( "<{}>", arguments_.contact )
                                                                    : arguments_.contact;
     std::string user = arguments_.identity().user;
-    return fmt::format( "<sip:{}{}{}:{}{}>", user, user.empty() ? "" : "@", local.uriHost(), local.port,
-                        transport == engine::Transport::Udp
-                            ? ""
-                            : fmt::format( ";transport={}", engine::nameOf( transport ) ) );
+    return fmt::format(
+        "<sip:{}{}{}:{}{}>", user, user.empty() ? "" : "@", local.uriHost(), local.port,
+        transport == engine::Transport::Udp ? "" : fmt::format( ";transport={}", engine::nameOf( transport ) ) );
 }
 
 void Agent::onSend( void *, hostClientTransaction *transaction, int64_t kind, sipsnMessage *message )
@@ -207,6 +206,20 @@ void Agent::finishWith( const Result &result )
     if( !why.empty() )
         return finish( exitNo, "refused: " + why );
     finish( exitNetwork, "failed: " + result.failure );
+}
+
+Exit runAgent( const AgentArguments &arguments, const std::function<Exit( Agent & )> &command )
+{
+    try
+    {
+        Agent agent( arguments );
+        return command( agent );
+    }
+    catch( const NetworkError &error )
+    {
+        note( std::string( "sipauth: " ) + error.what() );
+        return exitNetwork;
+    }
 }
 
 void Agent::report()

@@ -20,15 +20,18 @@ void AgentArguments::addTo( CLI::App &command )
     command.add_option( "URI", uri, "Whom it is about, \"sip:alice@example.org\"" )->required();
     command.add_option( "--user", user, "Who sends: the user part of the address; without it, that of --from" );
     command.add_option( "--from", from, "The address that it is sent from; without it, --user at the URI's host" );
-    command.add_option( "--auth-user", authenticationUser, "The user name in credentials; without it, that of the user" );
-    command.add_option( "--realm", realm, "Answer challenges of this realm only; without it, that of the first success" );
+    command.add_option( "--auth-user", authenticationUser,
+                        "The user name in credentials; without it, that of the user" );
+    command.add_option( "--realm", realm,
+                        "Answer challenges of this realm only; without it, that of the first success" );
     command.add_option( "--proxy", proxy, "Send to this URI first, \"sip:192.0.2.1;transport=tcp\"" );
     command.add_option( "--transport", transport, "udp, tcp or tls, where a URI names none" );
     command.add_option( "--local", local, "The address to send from, \"192.0.2.7\" or \"192.0.2.7:5070\"" );
     command.add_option( "--contact", contact, "The Contact, in place of the address that is sent from" );
     command.add_option( "--options", options,
                         "A TOML file of options; without one, those of SIPAUTH_DEFAULTS_COMPATIBLE" );
-    command.add_flag( "--strongest", strongest, "Every algorithm, qop auth-int and auth: the strongest that is offered" )
+    command
+        .add_flag( "--strongest", strongest, "Every algorithm, qop auth-int and auth: the strongest that is offered" )
         ->excludes( "--options" );
     command.add_flag( "--allow-basic", allowBasic, "Answer Basic, over verified TLS" );
     command.add_flag( "--allow-downgrade", allowDowngrade, "Answer with less than what the realm offered before" );

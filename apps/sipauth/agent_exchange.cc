@@ -115,8 +115,8 @@ std::string Attempt::build( sip::Message message, std::string_view via, const en
 {
     message.set( "Via", via );
     if( exchange_.contact_ )
-        message.set( "Contact", exchange_.agent_.contact( local, exchange_.hop_.transport ) +
-                                    message.header( "Contact" ) );
+        message.set( "Contact",
+                     exchange_.agent_.contact( local, exchange_.hop_.transport ) + message.header( "Contact" ) );
     pb::Ref<sipsnMessage> leaving = message.ref();
     hostClientTransactionFilter( transaction_, HOST_SEND_KIND_REQUEST, leaving.inout() );
     sip::Message done( leaving );
@@ -129,7 +129,7 @@ void Attempt::sendRequest( const sip::Message &message )
     Agent &agent = exchange_.agent_;
     const Hop &hop = exchange_.hop_;
     std::string why;
-    auto self = std::static_pointer_cast<Attempt>( exchange_.attempts_.back() );
+    auto self = shared_from_this();
     for( ; address_ < hop.addresses.size(); address_++ )
     {
         peer_ = fmt::format( "{} {}", engine::nameOf( hop.transport ), hop.addresses[address_].text() );
@@ -272,8 +272,8 @@ void Attempt::sendCancel( sip::Message cancel )
 void Attempt::acknowledgeRefusal()
 {
     sip::Message ack = sip::Message::decode( refusalAck_, nullptr, nullptr );
-    if( !ack || hostClientTransactionAck( transaction_, ack.get(), pb::string( exchange_.hop_.text() ) ) !=
-                    HOST_REFUSAL_NONE )
+    if( !ack ||
+        hostClientTransactionAck( transaction_, ack.get(), pb::string( exchange_.hop_.text() ) ) != HOST_REFUSAL_NONE )
         refusalAcknowledged();
 }
 
@@ -288,6 +288,13 @@ void Attempt::acknowledge( const sip::Message &ack, const Hop &hop )
     ackHop_ = hop;
     exchange_.agent_.prepare( hop );
     hostClientTransactionAck( transaction_, ack.get(), pb::string( hop.text() ) );
+}
+
+void Attempt::acknowledgeAgain()
+{
+    if( !ackBytes_.empty() )
+        exchange_.agent_.engine().sendStateless( ackHop_->target( 0, exchange_.agent_.flowTo( *ackHop_, 0 ) ),
+                                                 ackBytes_ );
 }
 
 void Attempt::sendAck( sip::Message ack )
@@ -310,7 +317,7 @@ void Attempt::sendAck( sip::Message ack )
     auto builder = [&]( std::string_view via, const engine::Address & )
     {
         ack.set( "Via", via );
-        return filtered( ack, ackHop_->text() );
+        return ackBytes_ = filtered( ack, ackHop_->text() );
     };
     if( !agent.engine().send( "ACK", ackHop_->target( 0, agent.flowTo( *ackHop_, 0 ) ), builder, nullptr, &why ) )
         agent.ladder().note( fmt::format( "the ACK cannot be sent: {}", why ) );

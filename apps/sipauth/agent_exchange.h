@@ -1,5 +1,5 @@
-// One request of the user agent with everything that becomes of it: sent, challenged, sent again, cancelled, answered and
-// acknowledged. An exchange has an attempt for each SIP transaction.
+// One request of the user agent with everything that becomes of it: sent, challenged, sent again, cancelled, answered
+// and acknowledged. An exchange has an attempt for each SIP transaction.
 #ifndef SIPAUTH_AGENT_EXCHANGE_H
 #define SIPAUTH_AGENT_EXCHANGE_H
 
@@ -9,7 +9,7 @@ namespace tool
 {
 
 /// One SIP transaction of an exchange: stands between the engine and the host library.
-class Attempt : public engine::ClientHandler
+class Attempt : public engine::ClientHandler, public std::enable_shared_from_this<Attempt>
 {
 public:
     Attempt( Exchange &exchange, sip::Message request ) : exchange_( exchange ), request_( std::move( request ) ) {}
@@ -19,6 +19,8 @@ public:
     void begin( hostClientSession *session, hostClientTransaction *challenged );
     void cancel();
     void acknowledge( const sip::Message &ack, const Hop &hop );
+    /// Sends the ACK once more: its 2xx was repeated.
+    void acknowledgeAgain();
     const sip::Message &request() const { return request_; }
     hostClientTransaction *transaction() const { return transaction_; }
 
@@ -48,11 +50,12 @@ private:
     sip::Message request_; ///< without Via, Contact and credentials
     pb::Ref<hostClientTransaction> transaction_;
     std::shared_ptr<engine::ClientTransaction> sent_;
-    size_t address_ = 0; ///< which one of the hop's is tried
+    size_t address_ = 0;     ///< which one of the hop's is tried
     std::string refusalAck_; ///< asked for by the engine
     std::function<void()> afterAck_;
-    std::optional<Hop> ackHop_;
-    std::string offered_; ///< of the challenge that it answers
+    std::optional<Hop> ackHop_; ///< of the ACK for a 2xx
+    std::string ackBytes_;      ///< as they left
+    std::string offered_;       ///< of the challenge that it answers
     bool received_ = false;
     bool cancelWanted_ = false;
     bool final_ = false;
@@ -74,6 +77,7 @@ public:
     void cancel();
     /// Acknowledges the first 2xx to an INVITE.
     void acknowledge( const sip::Message &ack, const Hop &hop );
+    void acknowledgeAgain() { attempts_.back()->acknowledgeAgain(); }
     /// The CSeq that was used last.
     uint32_t cseq() const;
 
@@ -98,6 +102,9 @@ private:
 /// Sends an exchange, which the agent keeps.
 std::shared_ptr<Exchange> makeExchange( Agent &agent, const pb::Ref<hostClientSession> &session, sip::Message request,
                                         const Hop &hop, bool contact );
+
+/// Makes an agent and runs COMMAND with it. What it ends with; a network that does not work is told on standard error.
+Exit runAgent( const AgentArguments &arguments, const std::function<Exit( Agent & )> &command );
 
 } // namespace tool
 

@@ -15,6 +15,10 @@ void addSettings( CLI::App &app, Exit &result );
 void addConfig( CLI::App &app, Exit &result );
 void addTrace( CLI::App &app, Exit &result );
 void addUser( CLI::App &app, Exit &result );
+void addRegister( CLI::App &app, Exit &result );
+void addOptions( CLI::App &app, Exit &result );
+void addMessage( CLI::App &app, Exit &result );
+void addInvite( CLI::App &app, Exit &result );
 
 } // namespace tool
 

@@ -65,7 +65,8 @@ void addSettings( CLI::App &app, Exit &result )
 {
     CLI::App *settings = app.add_subcommand( "settings", "Show the options of a file and what is wrong in it" );
     settings->require_subcommand( 1 );
-    addShow( *settings, "show", "Print every option, with a word on whether it is explicit or a default", true, result );
+    addShow( *settings, "show", "Print every option, with a word on whether it is explicit or a default", true,
+             result );
     addShow( *settings, "normalize", "Print just what differs from the defaults", false, result );
 }
 

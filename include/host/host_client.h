@@ -112,10 +112,10 @@ PB_EXPORT hostClientSession *hostClientSessionCreate( hostClient *client );
 /// The client, a new reference.
 PB_EXPORT hostClient *hostClientSessionClient( hostClientSession *session );
 
-/// Sends a request that is new: neither CANCEL nor ACK, which abort with "method != SIPBN_METHOD_CANCEL" and so on.
-/// NEXTHOP is where it goes, a text of the host's own; it leaves without credentials when the account's, or this
-/// session's, is another one. VERIFIED is 1 over TLS whose server is verified. USER is a pointer of the host's own. A
-/// new reference of the transaction.
+/// Sends a request that is new: neither CANCEL nor ACK, which abort with "method != SIPBN_METHOD_CANCEL" and so on,
+/// with a CSeq of its method ("refusal == HOST_REFUSAL_NONE"). NEXTHOP is where it goes, a text of the host's own; it
+/// leaves without credentials when the account's, or this session's, is another one. VERIFIED is 1 over TLS whose
+/// server is verified. USER is a pointer of the host's own. A new reference of the transaction.
 PB_EXPORT hostClientTransaction *hostClientSend( hostClientSession *session, sipsnMessage *request, pbString *nextHop,
                                                  pbBool verified, void *user );
 /// Sends a request again that was challenged, in a new transaction: CHALLENGED got HOST_ANSWER_RETRY
@@ -138,8 +138,8 @@ PB_EXPORT pbBool hostClientTransactionFilter( hostClientTransaction *transaction
 PB_EXPORT int64_t hostClientTransactionReceive( hostClientTransaction *transaction, sipsnMessage *response );
 /// Sends a CANCEL. One before the first provisional response waits for it (RFC 3261 section 9.1).
 PB_EXPORT int64_t hostClientTransactionCancel( hostClientTransaction *transaction, sipsnMessage *cancel );
-/// Sends the ACK for the final response, to NEXTHOP: unsigned when that is another one than the request's. Not for
-/// those that the host repeats, and not for a second 2xx: these the host sends by itself.
+/// Sends the ACK for the final response, once the handler got it, to NEXTHOP: unsigned when that is another one than
+/// the request's. Not for those that the host repeats, and not for a second 2xx: these the host sends by itself.
 PB_EXPORT int64_t hostClientTransactionAck( hostClientTransaction *transaction, sipsnMessage *ack, pbString *nextHop );
 /// 1 while a CANCEL waits.
 PB_EXPORT pbBool hostClientTransactionCancelParked( hostClientTransaction *transaction );

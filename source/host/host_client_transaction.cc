@@ -99,7 +99,8 @@ void begin( hostClientTransaction *transaction, sipsnMessage *request, int64_t l
         passage.spelling = transaction->session->legs[index].spelling;
         hostClientGuardAdd( passage.guard, transaction->alertable, transaction->signalable );
     }
-    hostClientGuardRequestWrite( transaction->passages[0].guard, request );
+    int64_t refusal = hostClientGuardRequestWrite( transaction->passages[HOST_LEG_USER].guard, request );
+    PB_ASSERT( refusal == HOST_REFUSAL_NONE );
 }
 
 hostClientGuard *guardOf( hostClientTransaction *transaction, int64_t leg )
