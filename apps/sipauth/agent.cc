@@ -124,21 +124,48 @@ std::string Agent::contact( const engine::Address &local, engine::Transport tran
         transport == engine::Transport::Udp ? "" : fmt::format( ";transport={}", engine::nameOf( transport ) ) );
 }
 
-void Agent::onSend( void *, hostClientTransaction *transaction, int64_t kind, sipsnMessage *message )
+namespace
 {
-    static_cast<Attempt *>( hostClientTransactionUser( transaction ) )
-        ->onSend( kind, sip::Message( pb::share( message ) ) );
+
+Attempt *attemptOf( hostClientTransaction *transaction )
+{
+    return static_cast<Attempt *>( hostClientTransactionUser( transaction ) );
 }
 
-void Agent::onResponse( void *, hostClientTransaction *transaction, sipsnMessage *response, int64_t answer )
+} // namespace
+
+void Agent::onSend( void *context, hostClientTransaction *transaction, int64_t kind, sipsnMessage *message )
 {
-    static_cast<Attempt *>( hostClientTransactionUser( transaction ) )
-        ->onDelivered( sip::Message( pb::share( response ) ), answer );
+    static_cast<Agent *>( context )->guarded(
+        [&] { attemptOf( transaction )->onSend( kind, sip::Message( pb::share( message ) ) ); } );
 }
 
-void Agent::onError( void *, hostClientTransaction *transaction, int64_t answer )
+void Agent::onResponse( void *context, hostClientTransaction *transaction, sipsnMessage *response, int64_t answer )
 {
-    static_cast<Attempt *>( hostClientTransactionUser( transaction ) )->onError( answer );
+    static_cast<Agent *>( context )->guarded(
+        [&] { attemptOf( transaction )->onDelivered( sip::Message( pb::share( response ) ), answer ); } );
+}
+
+void Agent::onError( void *context, hostClientTransaction *transaction, int64_t answer )
+{
+    static_cast<Agent *>( context )->guarded( [&] { attemptOf( transaction )->onError( answer ); } );
+}
+
+void Agent::guarded( const std::function<void()> &function )
+{
+    try
+    {
+        function();
+    }
+    catch( const NetworkError &error )
+    {
+        finish( exitNetwork, std::string( "failed: " ) + error.what() );
+    }
+}
+
+std::unique_ptr<engine::Timer> Agent::after( int64_t milliseconds, std::function<void()> function )
+{
+    return engine_->after( milliseconds, [this, call = std::move( function )] { guarded( call ); } );
 }
 
 void Agent::onRequest( std::shared_ptr<engine::ServerTransaction> transaction )
@@ -168,18 +195,7 @@ void Agent::onStrayResponse( std::string_view, const engine::Peer & ) {}
 
 Exit Agent::run( const std::function<void()> &begin )
 {
-    engine_->post(
-        [this, begin]
-        {
-            try
-            {
-                begin();
-            }
-            catch( const NetworkError &error )
-            {
-                finish( exitNetwork, std::string( "failed: " ) + error.what() );
-            }
-        } );
+    engine_->post( [this, begin] { guarded( begin ); } );
     engine_->run();
     report();
     return exit_;

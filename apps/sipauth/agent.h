@@ -39,6 +39,11 @@ public:
 
     /// Calls BEGIN in the engine's thread and runs until finish. What the command ends with.
     Exit run( const std::function<void()> &begin );
+    /// Calls a function after so many milliseconds.
+    std::unique_ptr<engine::Timer> after( int64_t milliseconds, std::function<void()> function );
+    /// Calls a function; a NetworkError becomes the outcome. For all that is called by the engine or the library,
+    /// through which no exception may go.
+    void guarded( const std::function<void()> &function );
     /// The outcome; the first one counts.
     void finish( Exit exit, const std::string &text );
     /// The outcome for a request that was refused or failed.

@@ -25,6 +25,12 @@ void Exchange::start( std::function<void( const Result & )> done )
 {
     done_ = std::move( done );
     agent_.prepare( hop_ );
+    int64_t seconds = agent_.arguments().timeout;
+    timeout_ = agent_.after(
+        seconds * 1000,
+        [this, seconds] {
+            end( { {}, HOST_ANSWER_NONE, fmt::format( "{}: no final response within {} s", hop_.text(), seconds ) } );
+        } );
     startAttempt( first_, nullptr );
 }
 
@@ -64,8 +70,12 @@ uint32_t Exchange::cseq() const
 
 void Exchange::end( const Result &result )
 {
-    if( std::function<void( const Result & )> done = std::exchange( done_, nullptr ) )
-        done( result );
+    std::function<void( const Result & )> done = std::exchange( done_, nullptr );
+    if( !done )
+        return;
+    // Not at once: this may be called by the timer itself.
+    agent_.engine().post( [timer = std::shared_ptr<engine::Timer>( std::move( timeout_ ) )] {} );
+    done( result );
 }
 
 Attempt::~Attempt()
@@ -148,6 +158,11 @@ void Attempt::sendRequest( const sip::Message &message )
 }
 
 void Attempt::onFailed( const std::string &why, bool timeout )
+{
+    exchange_.agent_.guarded( [&] { failed( why, timeout ); } );
+}
+
+void Attempt::failed( const std::string &why, bool timeout )
 {
     // Another address of the same host may work, as long as this one has said nothing.
     if( !timeout && !received_ && address_ + 1 < exchange_.hop_.addresses.size() )

@@ -37,6 +37,7 @@ public:
 private:
     friend class Exchange;
 
+    void failed( const std::string &why, bool timeout );
     void sendRequest( const sip::Message &message );
     std::string build( sip::Message message, std::string_view via, const engine::Address &local );
     std::string describeRequest( const sip::Message &message ) const;
@@ -97,6 +98,7 @@ private:
     bool cancelled_ = false;
     std::function<void( const Result & )> done_;
     std::vector<std::shared_ptr<Attempt>> attempts_;
+    std::unique_ptr<engine::Timer> timeout_;
 };
 
 /// Sends an exchange, which the agent keeps.

@@ -41,7 +41,7 @@ public:
         invite_->onAccepted = [this]( const sip::Message &response ) { accepted( response ); };
         invite_->start( [this]( const Result &result ) { answered( result ); } );
         if( arguments_.cancelAfter >= 0 )
-            timer_ = agent_.engine().after( arguments_.cancelAfter, [this] { cancel(); } );
+            timer_ = agent_.after( arguments_.cancelAfter, [this] { cancel(); } );
     }
 
 private:
@@ -60,7 +60,7 @@ private:
         Dialog dialog( agent_, response );
         if( !dialog_ )
         {
-            dialog_ = dialog;
+            dialog_.emplace( dialog );
             invite_->acknowledge( dialog.request( "ACK", invite_->cseq() ), dialog.hop() );
         }
         else if( dialog.remoteTag() == dialog_->remoteTag() )
@@ -109,7 +109,7 @@ private:
             return agent_.finishWith( result );
         // The CANCEL came too late.
         int64_t hold = cancelled_ ? 0 : arguments_.hold;
-        timer_ = agent_.engine().after( hold * 1000, [this] { hangUp(); } );
+        timer_ = agent_.after( hold * 1000, [this] { hangUp(); } );
     }
 
     void hangUp()
@@ -127,7 +127,7 @@ private:
             return;
         ended_ = true;
         // So that the answer to the BYE has left.
-        timer_ = agent_.engine().after( 0, [this] { agent_.finish( exitYes, "accepted: the other side hung up" ); } );
+        timer_ = agent_.after( 0, [this] { agent_.finish( exitYes, "accepted: the other side hung up" ); } );
     }
 
     Agent &agent_;

@@ -5,6 +5,7 @@
 
 #include <fmt/format.h>
 
+#include <algorithm>
 #include <charconv>
 #include <memory>
 
@@ -68,19 +69,19 @@ private:
         if( arguments_.listen == 0 )
             return end();
         agent_.ladder().note( fmt::format( "registered; listening for {} s", arguments_.listen ) );
-        listening_ = agent_.engine().after( arguments_.listen * 1000, [this] { end(); } );
+        listening_ = agent_.after( arguments_.listen * 1000, [this] { end(); } );
         keepRegistered();
     }
 
     // Registers anew in good time before the registration ends.
     void keepRegistered()
     {
-        refresh_ = agent_.engine().after( std::max<int64_t>( 1, granted() * 2 / 3 ) * 1000,
-                                          [this]
-                                          {
-                                              if( !ended_ )
-                                                  send( arguments_.expires, [this] { keepRegistered(); } );
-                                          } );
+        refresh_ = agent_.after( std::max<int64_t>( 1, granted() * 2 / 3 ) * 1000,
+                                 [this]
+                                 {
+                                     if( !ended_ )
+                                         send( arguments_.expires, [this] { keepRegistered(); } );
+                                 } );
     }
 
     // What the registrar granted: the expires of our Contact, or the header (RFC 3261 section 10.2.4).
