@@ -3,6 +3,7 @@
 import contextlib
 import ctypes
 import os
+import random
 import signal
 import socket
 import subprocess
@@ -26,20 +27,21 @@ decoys = true
 [object.main]
 sort = "SIPAUTH_STACK"
 [object.main.config]
-serverRealm = "example.org"
+serverRealm = "{realm}"
 serverUsrDirectoryName = "users"
 {stack}
 [object.daemon]
 sort = "SIPAUTHD"
 [object.daemon.config]
 stack = "main"
-domains = "example.org"
+domains = "{domains}"
 [object.daemon.config.listeners.udp]
 transport = "udp"
 address = "{host}:{port}"
 [object.daemon.config.listeners.tcp]
 transport = "tcp"
 address = "{host}:{port}"
+{listeners}
 [object.daemon.config.registrar]
 database = "bindings.db"
 [object.daemon.config.limits]
@@ -49,20 +51,35 @@ file = "sipauthd.log"
 audit = "audit.jsonl"
 """
 
+TLS = """\
+[object.daemon.config.listeners.tls]
+transport = "tls"
+address = "{host}:{port}"
+certificate = "cert.pem"
+privateKey = "key.pem"
+"""
+
 
 class DaemonError(Exception):
     """The daemon did not do what every test needs."""
 
 
 def free_port(address=HOST):
-    """A port that is free for UDP and for TCP at this moment."""
+    """A port of four digits that is free for UDP and for TCP at this moment; some clients cut a longer one."""
     while True:
+        port = random.SystemRandom().randrange(2000, 10000)
         with socket.socket(socket.AF_INET, socket.SOCK_DGRAM) as udp, socket.socket() as tcp:
-            udp.bind((address, 0))
-            port = udp.getsockname()[1]
             with contextlib.suppress(OSError):
+                udp.bind((address, port))
                 tcp.bind((address, port))
                 return port
+
+
+def make_certificate(folder, address):
+    """A certificate that signs itself, for an address."""
+    subprocess.run(["openssl", "req", "-x509", "-newkey", "rsa:2048", "-nodes", "-days", "2", "-subj", "/CN=localhost",
+                    "-addext", f"subjectAltName=IP:{address},DNS:localhost", "-keyout", "key.pem", "-out", "cert.pem"],
+                   cwd=folder, check=True, stderr=subprocess.DEVNULL)
 
 
 def _die_with_parent():
@@ -72,15 +89,21 @@ def _die_with_parent():
 class Daemon:
     """A folder with a configuration, and the process while it runs."""
 
-    def __init__(self, program, tool, users, limits="", stack="", address=HOST):
-        self.program, self.tool, self.address = program, tool, address
+    def __init__(self, program, tool, users, limits="", stack="", address=HOST, realm=REALM, domains=REALM, tls=False):
+        self.program, self.tool, self.address, self.realm = program, tool, address, realm
         self.directory = tempfile.TemporaryDirectory(prefix="sipauthd-")
         self.folder = self.directory.name
         self.port = free_port(address)
+        self.tls_port = free_port(address)
+        self.certificate = os.path.join(self.folder, "cert.pem")
+        if tls:
+            make_certificate(self.folder, address)
         self.process = None
         self.config = os.path.join(self.folder, "sipauthd.toml")
         with open(self.config, "w", encoding="ascii") as file:
-            file.write(CONFIG.format(host=address, port=self.port, limits=limits, stack=stack))
+            listeners = TLS.format(host=address, port=self.tls_port) if tls else ""
+            file.write(CONFIG.format(host=address, port=self.port, limits=limits, stack=stack, realm=realm,
+                                     domains=domains, listeners=listeners))
         os.chmod(self.config, 0o600)
         for user, password in users.items():
             self.add_user(user, password)
@@ -116,9 +139,9 @@ class Daemon:
             probe.bind((self.address, 0))
             probe.settimeout(seconds)
             port = probe.getsockname()[1]
-            probe.sendto((f"OPTIONS sip:{REALM} SIP/2.0\r\nVia: SIP/2.0/UDP {self.address}:{port};rport;"
-                          f"branch=z9hG4bK{time.monotonic_ns()}\r\nMax-Forwards: 70\r\nFrom: <sip:probe@{REALM}>;tag=p\r\n"
-                          f"To: <sip:{REALM}>\r\nCall-ID: {time.monotonic_ns()}\r\nCSeq: 1 OPTIONS\r\n"
+            probe.sendto((f"OPTIONS sip:{self.realm} SIP/2.0\r\nVia: SIP/2.0/UDP {self.address}:{port};rport;"
+                          f"branch=z9hG4bK{time.monotonic_ns()}\r\nMax-Forwards: 70\r\nFrom: <sip:probe@{self.realm}>;tag=p\r\n"
+                          f"To: <sip:{self.realm}>\r\nCall-ID: {time.monotonic_ns()}\r\nCSeq: 1 OPTIONS\r\n"
                           "Content-Length: 0\r\n\r\n").encode(), (self.address, self.port))
             with contextlib.suppress(TimeoutError, ConnectionError):
                 return probe.recv(65535).startswith(b"SIP/2.0")
