@@ -278,7 +278,7 @@ int64_t hostCredentialGuardWait( hostCredentialGuard *guard )
         return 0;
     int64_t longest = hostSettingsValue( guard->settings, HOST_SETTING_CLIENT_BACKOFF_MAX );
     int64_t wait = std::min( hostSettingsValue( guard->settings, HOST_SETTING_CLIENT_BACKOFF ), longest );
-    for( int64_t failure = 1; failure < guard->failures && 0 < wait && wait < longest; failure++ )
+    for( int64_t failure = 1; failure < guard->failures && wait < longest; failure++ )
         wait = std::min( wait * 2, longest );
     return std::max<int64_t>( 0, guard->failedAt + wait - pbTimestamp() );
 }

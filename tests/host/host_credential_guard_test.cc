@@ -141,11 +141,11 @@ TEST_F( CredentialGuard, TakesARealmThatWasGivenForBothRoles )
 
 TEST_F( CredentialGuard, LeavesChallengesOfOneRealmOnly )
 {
-    EXPECT_EQ(
-        filter( { digest( "MD5", "auth", "a" ), digest( "SHA256", "auth", "b" ), digest( "SHA512", "auth", "a" ) } ),
-        HOST_ANSWER_RETRY );
+    std::vector<std::string> lines = { digest( "MD5", "auth", "a" ), digest( "SHA256", "auth", "a" ),
+                                       digest( "SHA256", "auth", "b" ), digest( "SHA512", "auth", "a" ) };
+    EXPECT_EQ( filter( lines ), HOST_ANSWER_RETRY );
     EXPECT_EQ( support::text( realm ), "a" );
-    EXPECT_EQ( left(), "SHA512" ) << "MD5 fell under the floor that SHA512 set";
+    EXPECT_EQ( left(), "SHA256 SHA512" ) << "MD5 fell under the floor that the others set";
     realm.clear();
 }
 
@@ -253,14 +253,6 @@ TEST_F( CredentialGuard, BacksOffTwiceAsLongAfterEachFailure )
     hostCredentialGuardFailed( guard );
     EXPECT_EQ( hostCredentialGuardWait( guard ), 1000 ) << "a success begins anew";
     realm.clear();
-}
-
-TEST_F( CredentialGuard, DoesNotBackOffWithoutSuchASetting )
-{
-    set( HOST_SETTING_CLIENT_BACKOFF, 0 );
-    for( int failure = 0; failure < 5; failure++ )
-        hostCredentialGuardFailed( guard );
-    EXPECT_EQ( hostCredentialGuardWait( guard ), 0 );
 }
 
 TEST_F( CredentialGuard, RemembersSomeRealmsOnly )
