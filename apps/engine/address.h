@@ -35,7 +35,7 @@ struct Address
     /// "192.0.2.1:5060", "[2001:db8::1]:5060", the port optional (then 0).
     static std::optional<Address> parse( std::string_view text );
     bool isIpv4() const;
-    bool isAny() const;      ///< 0.0.0.0 or ::
+    bool isAny() const; ///< 0.0.0.0 or ::
     bool isLoopback() const;
     /// "192.0.2.1", "2001:db8::1".
     std::string host() const;

@@ -1,6 +1,6 @@
 // The SIP engine as the programs see it: sockets, transactions, timers. Everything that is particular to one SIP stack
-// stays behind this interface, so that another one can take its place. One thread runs the engine; but for post and stop
-// everything is called in it, handlers included.
+// stays behind this interface, so that another one can take its place. One thread runs the engine; but for post and
+// stop everything is called in it, handlers included. Handlers do not throw.
 //
 // The engine hands out and takes messages as bytes, untouched. It adds nothing to a message but the Via that a request
 // leaves with, which the builder of the request puts in.
@@ -34,8 +34,8 @@ struct Target
 {
     Transport transport = Transport::Udp;
     Address remote;
-    uint64_t flow = 0;    ///< a connection to reuse while it is open; 0 for none
-    std::string tlsName;  ///< TLS: the name (or address) that the certificate must have
+    uint64_t flow = 0;   ///< a connection to reuse while it is open; 0 for none
+    std::string tlsName; ///< TLS: the name (or address) that the certificate must have
 };
 
 /// A request that came in. It becomes a transaction when start is called; a request that is only answered statelessly
@@ -67,9 +67,9 @@ public:
     virtual ~ClientHandler() = default;
     /// A response, also each further 2xx to an INVITE, forked or repeated, up to 64*T1 after the first.
     virtual void onResponse( std::string_view response, const Peer &peer ) = 0;
-    /// A final response other than 2xx to an INVITE: ACK is what RFC 3261 section 17.1.1.3 says. Whoever signs it does so
-    /// and calls ClientTransaction::sendAck, once; repeated finals repeat these bytes without asking again. Called before
-    /// onResponse for the same response.
+    /// A final response other than 2xx to an INVITE: ACK is what RFC 3261 section 17.1.1.3 says. Whoever signs it does
+    /// so and calls ClientTransaction::sendAck, once; repeated finals repeat these bytes without asking again. Called
+    /// before onResponse for the same response.
     virtual void onAckNeeded( std::string ack ) = 0;
     /// Nothing came in time (timer B or F), or the request cannot be sent. Final.
     virtual void onFailed( const std::string &why, bool timeout ) = 0;
@@ -82,8 +82,8 @@ public:
     virtual ~ClientTransaction() = default;
     /// The request as it left.
     virtual const std::string &bytes() const = 0;
-    /// INVITE: the CANCEL for it (RFC 3261 section 9.1), to be changed (signed) and given to sendCancel. It must only be
-    /// sent after a provisional response; the caller keeps this order.
+    /// INVITE: the CANCEL for it (RFC 3261 section 9.1), to be changed (signed) and given to sendCancel. It must only
+    /// be sent after a provisional response; the caller keeps this order.
     virtual std::string makeCancel() const = 0;
     /// Sends the CANCEL, repeated over UDP; its own response is absorbed. Without final response to the INVITE within
     /// 64*T1 the INVITE fails with a timeout.
@@ -148,8 +148,12 @@ public:
 
     /// Where incoming messages go. The handler outlives the engine's run.
     virtual void setHandler( Handler *handler ) = 0;
-    /// Called after each batch of calls to handlers, timers and posted functions, in the engine's thread.
+    /// Called after each batch of calls to handlers, timers and posted functions, in the engine's thread. The batch is
+    /// one message, or all timers or posted functions that were due.
     virtual void setAfterEvents( std::function<void()> function ) = 0;
+    /// Whether this is the engine's thread, in a batch: what is called after events is still to come, or runs. Any
+    /// thread.
+    virtual bool inBatch() const = 0;
 
     /// Opens sockets. An empty string, or why not.
     virtual std::string listen( const Listener &listener ) = 0;
@@ -160,9 +164,9 @@ public:
     virtual std::string reloadCertificates() = 0;
     virtual void setClientTls( const ClientTls &tls ) = 0;
 
-    /// Sends a request: METHOD as in its first line; an INVITE runs timers A, B and D, all others but ACK timers E and F;
-    /// ACK is sent once (HANDLER may then be null). BUILD is called once, or once for each address that is tried. Null
-    /// when it cannot be sent at all; *WHY tells.
+    /// Sends a request: METHOD as in its first line; an INVITE runs timers A, B and D, all others but ACK timers E and
+    /// F; ACK is sent once (HANDLER may then be null). BUILD is called once, or once for each address that is tried.
+    /// Null when it cannot be sent at all; *WHY tells.
     virtual std::shared_ptr<ClientTransaction> send( std::string_view method, const Target &target, Builder build,
                                                      std::shared_ptr<ClientHandler> handler, std::string *why ) = 0;
     /// Sends bytes as they are, once: a response or an ACK that is forwarded without transaction.
@@ -177,12 +181,25 @@ public:
     virtual void run() = 0;
     /// Ends run. Any thread.
     virtual void stop() = 0;
-    /// How many server and client transactions are alive.
+    /// How many server and client transactions are under way: started and not answered yet, or waiting for an ACK.
     virtual size_t transactions() const = 0;
+    /// How many messages were thrown away since they could not be read.
+    virtual uint64_t malformed() const = 0;
 };
 
-/// The engine of this tree. Null with *WHY when it cannot start.
-std::unique_ptr<Engine> createEngine( std::string *why );
+/// What is only changed for tests and for small machines.
+struct EngineSettings
+{
+    int64_t t1 = 500;         ///< milliseconds (RFC 3261 section 17.1.1.1); not for what the stack repeats by itself
+    int64_t t2 = 4000;        ///< milliseconds
+    int64_t flowCheck = 1000; ///< how often it is seen which connections have gone, in milliseconds
+    int descriptors = 16384;  ///< descriptors, connections among them, that the engine has at most
+    int targetNames = 64;     ///< TLS: names that connections are open to at the same time
+};
+
+/// The engine of this tree, for the calling thread, which has at most one and runs it. Null with *WHY when it cannot
+/// start.
+std::unique_ptr<Engine> createEngine( std::string *why, const EngineSettings &settings = {} );
 
 } // namespace engine
 

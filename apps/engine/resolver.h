@@ -8,7 +8,8 @@ namespace engine
 {
 
 /// The addresses of a host name or an address in text, in the order in which they are to be tried; empty with *WHY when
-/// there are none. Blocks. (RFC 3263 without NAPTR and SRV: transport and port come from the URI or have their defaults.)
+/// there are none. Blocks. (RFC 3263 without NAPTR and SRV: transport and port come from the URI or have their
+/// defaults.)
 std::vector<Address> resolve( const std::string &host, uint16_t port, std::string *why );
 
 class Resolver
@@ -26,7 +27,7 @@ public:
 
 private:
     struct Imp;
-    std::unique_ptr<Imp> imp_;
+    std::shared_ptr<Imp> imp_;
 };
 
 } // namespace engine

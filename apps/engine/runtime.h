@@ -27,13 +27,13 @@ public:
 private:
     static void wake( void *self );
     void drain();
+    void arm( int64_t deadline, int64_t now );
 
     Engine &engine_;
     pb::Ref<pbScheduler> scheduler_;
     std::function<void()> afterDrain_;
-    std::unique_ptr<Timer> timer_;
-    int64_t armed_ = -1;
-    bool draining_ = false;
+    std::unique_ptr<Timer> timer_; // null when none is armed
+    int64_t armed_ = 0;            // the pbTimestamp that it is armed for
 };
 
 } // namespace engine

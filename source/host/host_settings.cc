@@ -27,6 +27,7 @@ struct Row
 
 constexpr int64_t most = 1'000'000'000;
 constexpr int64_t day = 24 * 60 * 60 * 1000;
+constexpr int64_t tokens = 10'000'000; // the time in which so many come is a number of nanoseconds
 constexpr int64_t mebi = 1024 * 1024;
 
 constexpr Row rows[] = {
@@ -35,13 +36,13 @@ constexpr Row rows[] = {
     { "maxTransactionsPerSession", 16, 1, 1'000'000 },
     { "maxNonces", 262'144, 1, most },
     { "challengesPerSecond", 20'000, 0, 1'000'000 },
-    { "challengesBurst", 40'000, 1, most },
+    { "challengesBurst", 40'000, 1, tokens },
     { "networkChallengesPerSecond", 500, 0, 1'000'000 },
-    { "networkChallengesBurst", 2'000, 1, most },
+    { "networkChallengesBurst", 2'000, 1, tokens },
     { "userFailuresPerMinute", 6, 0, 1'000'000 },
-    { "userFailuresBurst", 10, 1, most },
+    { "userFailuresBurst", 10, 1, tokens },
     { "sourceFailuresPerMinute", 30, 0, 1'000'000 },
-    { "sourceFailuresBurst", 60, 1, most },
+    { "sourceFailuresBurst", 60, 1, tokens },
     { "maxLimitedParties", 65'536, 1, 16 * mebi },
     { "maxOpenChecks", 1'000, 1, 1'000'000 },
     { "amplification", 3, 0, 1'000 },

@@ -1,6 +1,7 @@
 // Lines as JSON objects: members, escapes, payloads, times.
 #include "tr/tr_json.h"
 
+#include "pb/pb_assert.h"
 #include "pb/pb_utf8.h"
 #include "tr/tr_line_private.h"
 
@@ -38,16 +39,6 @@ void appendEscaped( pb::Text &out, pbChar ch )
     }
 }
 
-void appendQuoted( pb::Text &out, pbString *string )
-{
-    const char *ascii = pbStringAscii( string );
-    const pbChar *chars = ascii ? nullptr : pbStringBacking( string );
-    out.appendChar( '"' );
-    for( int64_t index = 0; index < pbStringLength( string ); index++ )
-        appendEscaped( out, ascii ? static_cast<unsigned char>( ascii[index] ) : chars[index] );
-    out.appendChar( '"' );
-}
-
 // Base64 with padding (RFC 4648, section 4). The base encodings are a module above the trace and out of reach here.
 void appendBase64( pb::Text &out, const uint8_t *bytes, int64_t length )
 {
@@ -65,24 +56,42 @@ void appendBase64( pb::Text &out, const uint8_t *bytes, int64_t length )
     }
 }
 
-// Internet date and time (RFC 3339) with milliseconds, UTC.
-void appendTime( pb::Text &out, int64_t milliseconds )
+} // namespace
+
+void tr___JsonAppendString( pb::Text *out, pbString *string )
 {
+    PB_ASSERT( out );
+    PB_ASSERT( string );
+    const char *ascii = pbStringAscii( string );
+    const pbChar *chars = ascii ? nullptr : pbStringBacking( string );
+    out->appendChar( '"' );
+    for( int64_t index = 0; index < pbStringLength( string ); index++ )
+        appendEscaped( *out, ascii ? static_cast<unsigned char>( ascii[index] ) : chars[index] );
+    out->appendChar( '"' );
+}
+
+// Internet date and time (RFC 3339) with milliseconds, UTC.
+void tr___JsonAppendTime( pb::Text *out, int64_t milliseconds )
+{
+    PB_ASSERT( out );
     std::time_t seconds = static_cast<std::time_t>( milliseconds / 1000 );
     std::tm utc = {};
     gmtime_r( &seconds, &utc );
-    out.format( "%04i-%02i-%02iT%02i:%02i:%02i.%03iZ", static_cast<int64_t>( utc.tm_year ) + 1900,
-                static_cast<int64_t>( utc.tm_mon ) + 1, static_cast<int64_t>( utc.tm_mday ),
-                static_cast<int64_t>( utc.tm_hour ), static_cast<int64_t>( utc.tm_min ),
-                static_cast<int64_t>( utc.tm_sec ), milliseconds % 1000 );
+    out->format( "%04i-%02i-%02iT%02i:%02i:%02i.%03iZ", static_cast<int64_t>( utc.tm_year ) + 1900,
+                 static_cast<int64_t>( utc.tm_mon ) + 1, static_cast<int64_t>( utc.tm_mday ),
+                 static_cast<int64_t>( utc.tm_hour ), static_cast<int64_t>( utc.tm_min ),
+                 static_cast<int64_t>( utc.tm_sec ), milliseconds % 1000 );
 }
+
+namespace
+{
 
 void appendOptional( pb::Text &out, const char *name, pbString *value )
 {
     if( !value )
         return;
     out.format( ",\"%lc\":", name );
-    appendQuoted( out, value );
+    tr___JsonAppendString( &out, value );
 }
 
 } // namespace
@@ -90,10 +99,10 @@ void appendOptional( pb::Text &out, const char *name, pbString *value )
 void tr::appendJson( pb::Text &out, trLine *line )
 {
     out.append( "{\"time\":\"" );
-    appendTime( out, line->time );
+    tr___JsonAppendTime( &out, line->time );
     out.format( "\",\"timestamp\":%i,\"stream\":%i,\"parent\":%i,\"name\":", line->timestamp, line->streamNumber,
                 line->parentNumber );
-    appendQuoted( out, line->streamName );
+    tr___JsonAppendString( &out, line->streamName );
     out.format( ",\"kind\":\"%lc\",\"notable\":%lc", trLineKindName( line->kind ), line->notable ? "true" : "false" );
     appendOptional( out, "property", line->property );
     if( line->kind == TR_LINE_KIND_ANCHOR )

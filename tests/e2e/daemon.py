@@ -29,6 +29,8 @@ sort = "SIPAUTH_STACK"
 [object.main.config]
 serverRealm = "{realm}"
 serverUsrDirectoryName = "users"
+serverRechallengeInvalidAuthorization = true
+serverChallengeExpiration = 30000
 {stack}
 [object.daemon]
 sort = "SIPAUTHD"
@@ -51,6 +53,14 @@ file = "sipauthd.log"
 audit = "audit.jsonl"
 """
 
+# What phones can answer.
+PHONES = """\
+[object.main.config.digestAlgorithms]
+SIPAUTH_DIGEST_ALGORITHM_MD5 = true
+SIPAUTH_DIGEST_ALGORITHM_SHA256 = true
+[object.main.config.digestQops]
+SIPAUTH_DIGEST_QOP_AUTH = true
+"""
 TLS = """\
 [object.daemon.config.listeners.tls]
 transport = "tls"
@@ -89,7 +99,7 @@ def _die_with_parent():
 class Daemon:
     """A folder with a configuration, and the process while it runs."""
 
-    def __init__(self, program, tool, users, limits="", stack="", address=HOST, realm=REALM, domains=REALM, tls=False):
+    def __init__(self, program, tool, users, limits="", stack=PHONES, address=HOST, realm=REALM, domains=REALM, tls=False):
         self.program, self.tool, self.address, self.realm = program, tool, address, realm
         self.directory = tempfile.TemporaryDirectory(prefix="sipauthd-")
         self.folder = self.directory.name

@@ -29,7 +29,7 @@ def expect(condition, text):
 class Site:
     """A daemon with its users, and what it knows and says."""
 
-    def __init__(self, program, tool, stack=""):
+    def __init__(self, program, tool, stack=daemons.PHONES):
         self.daemon = daemons.Daemon(program, tool, USERS, limits=LIMITS, stack=stack, realm=DOMAIN,
                                      domains=f"{DOMAIN} 127.0.0.1 localhost", tls=True)
 

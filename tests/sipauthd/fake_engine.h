@@ -34,6 +34,7 @@ class Engine : public engine::Engine
 public:
     void setHandler( engine::Handler * ) override {}
     void setAfterEvents( std::function<void()> ) override {}
+    bool inBatch() const override { return false; }
     std::string listen( const engine::Listener & ) override { return {}; }
     engine::Address localAddress( int ) const override { return local; }
     std::string reloadCertificates() override { return {}; }
@@ -86,6 +87,7 @@ public:
     void run() override {}
     void stop() override {}
     size_t transactions() const override { return 0; }
+    uint64_t malformed() const override { return 0; }
 
     /// Runs what was posted.
     void settle()
