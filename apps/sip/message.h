@@ -81,13 +81,17 @@ struct Cseq
     static std::optional<Cseq> parse( std::string_view value );
 };
 
+/// A header line: its name and its value.
+using Header = std::pair<std::string, std::string>;
+
 /// What is wrong with a request that every SIP element must refuse with 400 (RFC 3261 section 8.1.1): To, From,
 /// Call-ID, CSeq, Via missing, repeated or unreadable, CSeq of another method, Max-Forwards no number from 0 to 255, a
 /// Content-Length that is not the body's; "" when nothing is.
 std::string problemOf( const Message &request );
 /// A response to a request (RFC 3261 section 8.2.6): Via, From, To (with a tag, made when missing, but for 100),
-/// Call-ID, CSeq, Content-Length: 0.
-Message respond( const Message &request, int status, std::string_view reason = {} );
+/// Call-ID, CSeq, then MORE, then Content-Length: 0.
+Message respond( const Message &request, int status, std::string_view reason = {},
+                 const std::vector<Header> &more = {} );
 /// Writes received and rport into the top Via of a request that came from an address (RFC 3261 section 18.2.1, RFC
 /// 3581).
 void addReceived( Message &request, const std::string &host, uint16_t port );

@@ -2,6 +2,8 @@
 // response.
 #include "sip/message.h"
 
+#include <algorithm>
+
 namespace sip
 {
 namespace
@@ -83,6 +85,14 @@ void appendLine( std::string &text, std::string_view name, std::string_view valu
     text.append( name ).append( ": " ).append( value ).append( "\r\n" );
 }
 
+// A value that cannot break the message apart.
+std::string onOneLine( std::string value )
+{
+    std::replace_if(
+        value.begin(), value.end(), []( char ch ) { return ch == '\r' || ch == '\n' || !ch; }, ' ' );
+    return value;
+}
+
 // The To of a response: with a tag.
 std::string toOf( const Message &request, int status )
 {
@@ -124,7 +134,7 @@ std::string problemOf( const Message &request )
     return problemOfNumber( request, "Max-Forwards", 255 );
 }
 
-Message respond( const Message &request, int status, std::string_view reason )
+Message respond( const Message &request, int status, std::string_view reason, const std::vector<Header> &more )
 {
     // Put together as text and read once: this is much cheaper than one change after the other.
     std::string text = Message::response( status, reason ).encode();
@@ -135,6 +145,8 @@ Message respond( const Message &request, int status, std::string_view reason )
     appendLine( text, "To", toOf( request, status ) );
     appendLine( text, "Call-ID", request.header( "Call-ID" ) );
     appendLine( text, "CSeq", request.header( "CSeq" ) );
+    for( const auto &[name, value] : more )
+        appendLine( text, name, onOneLine( value ) );
     appendLine( text, "Content-Length", "0" );
     text += "\r\n";
     return Message::decode( text, wideLimits(), nullptr );

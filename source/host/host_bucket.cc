@@ -3,13 +3,9 @@
 
 #include "pb/pb_assert.h"
 
-#include <pb/pb_buffer.h>
-#include <pb/pb_random.h>
-#include <pb/pb_ref.hh>
 #include <pb/pb_timestamp.h>
 
 #include <algorithm>
-#include <cstring>
 
 namespace
 {
@@ -18,14 +14,6 @@ constexpr int64_t nanosecondsOfMillisecond = 1'000'000;
 
 // How many places a key may take. Keys are spread at random, so a table is used well before a key finds none.
 constexpr int64_t mostWays = 16;
-
-// Mixes two words into one: the halves of their product.
-uint64_t mix( uint64_t a, uint64_t b )
-{
-    __extension__ using Wide = unsigned __int128;
-    Wide product = static_cast<Wide>( a ) * b;
-    return static_cast<uint64_t>( product ) ^ static_cast<uint64_t>( product >> 64 );
-}
 
 } // namespace
 
@@ -85,22 +73,25 @@ int64_t host::TimeTable::find( uint64_t key, int64_t now ) const
     return now;
 }
 
-void host::TimeTable::store( uint64_t key, int64_t time )
+// Where the time of a key is, or is to be stored.
+host::TimeTable::Entry *host::TimeTable::placeOf( uint64_t key ) const
 {
     Entry *set = setOf( key );
     Entry *place = set;
     for( int64_t way = 0; way < ways_; way++ )
     {
         if( set[way].key == key && set[way].time )
-        {
-            place = set + way;
-            break;
-        }
+            return set + way;
         // Times that have passed are the earliest; places without one have 0.
         if( set[way].time < place->time )
             place = set + way;
     }
-    *place = { key, time };
+    return place;
+}
+
+void host::TimeTable::store( uint64_t key, int64_t time )
+{
+    *placeOf( key ) = { key, time };
 }
 
 void host::TimeTable::erase( uint64_t key )
@@ -119,31 +110,25 @@ int64_t host::TimeTable::length( int64_t now ) const
                           [&]( const Entry &entry ) { return entry.time > now; } );
 }
 
-host::KeyMaker::KeyMaker()
-{
-    auto bytes = pb::own( pbBufferCreate() );
-    pbRandom( bytes.inout(), sizeof seeds_ );
-    std::memcpy( seeds_, pbBufferBacking( bytes ), sizeof seeds_ );
-}
-
 uint64_t host::KeyMaker::ofNumbers( uint64_t high, uint64_t low ) const
 {
-    return mix( mix( high ^ seeds_[0], low ^ seeds_[1] ), seeds_[0] ^ 0x9E3779B97F4A7C15u );
+    const uint64_t words[] = { high, low };
+    Hasher hasher( key_ );
+    hasher.add( words, sizeof words );
+    return hasher.finish().halves[0];
 }
 
 uint64_t host::KeyMaker::ofText( pbString *text ) const
 {
     PB_ASSERT( text );
-    // Equal texts have the same form.
+    // Equal texts have the same form; the length in characters keeps both forms apart.
     const char *ascii = pbStringAscii( text );
-    const char *bytes = ascii ? ascii : reinterpret_cast<const char *>( pbStringBacking( text ) );
-    auto length = static_cast<size_t>( pbStringLength( text ) ) * ( ascii ? sizeof( char ) : sizeof( pbChar ) );
-    uint64_t key = seeds_[0] ^ length;
-    for( size_t offset = 0; offset < length; offset += 16 )
-    {
-        uint64_t words[2] = {};
-        std::memcpy( words, bytes + offset, std::min<size_t>( sizeof words, length - offset ) );
-        key = ofNumbers( words[0] ^ key, words[1] );
-    }
-    return ofNumbers( key, length );
+    const uint64_t length = static_cast<uint64_t>( pbStringLength( text ) );
+    Hasher hasher( key_ );
+    hasher.add( &length, sizeof length );
+    if( ascii )
+        hasher.add( ascii, length );
+    else
+        hasher.add( pbStringBacking( text ), length * sizeof( pbChar ) );
+    return hasher.finish().halves[0];
 }

@@ -6,6 +6,8 @@
 #ifndef HOST_HOST_BUCKET_H
 #define HOST_HOST_BUCKET_H
 
+#include "host/host_hash_private.h"
+
 #include <pb/pb_string.h>
 
 #include <memory>
@@ -54,16 +56,19 @@ public:
     /// The most that it keeps.
     int64_t capacity() const { return sets_ * ways_; }
 
-    /// Calls CHANGE( time ) for each time that has not passed, and stores what it returns in a table of another
-    /// capacity.
+    /// A table of another capacity with what CHANGE( time ) returns for each time that has not passed; the latest ones
+    /// as far as not all fit.
     template<class Change>
     TimeTable converted( int64_t newCapacity, int64_t now, Change change ) const
     {
         TimeTable table( newCapacity );
         for( int64_t index = 0; index < capacity(); index++ )
         {
-            if( entries_[index].time > now )
-                table.store( entries_[index].key, change( entries_[index].time ) );
+            const Entry &entry = entries_[index];
+            int64_t time = entry.time > now ? change( entry.time ) : 0;
+            Entry *place = table.placeOf( entry.key );
+            if( time > place->time )
+                *place = { entry.key, time };
         }
         return table;
     }
@@ -75,24 +80,22 @@ private:
         int64_t time; // 0: none
     };
     Entry *setOf( uint64_t key ) const;
+    Entry *placeOf( uint64_t key ) const;
 
     int64_t ways_;
     int64_t sets_;
     std::unique_ptr<Entry[]> entries_;
 };
 
-/// Keys for such tables: hashes with a random key of its own, so that nobody can choose parties that collide. Texts and
-/// addresses become numbers that are different as good as certainly.
+/// Makes the keys of such tables: hashes with a random key of its own, so that nobody can choose parties that collide.
 class KeyMaker
 {
 public:
-    KeyMaker();
-
     uint64_t ofNumbers( uint64_t high, uint64_t low ) const;
     uint64_t ofText( pbString *text ) const;
 
 private:
-    uint64_t seeds_[2];
+    HashKey key_ = randomHashKey();
 };
 
 } // namespace host

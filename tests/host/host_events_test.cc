@@ -111,7 +111,8 @@ TEST_F( Events, KeepTheMembersInOrder )
     hostEventsReport( events, HOST_REASON_PASSED, somePeer(), string( "REGISTER" ), 200, string( "alice" ),
                       string( "id-1" ), string( "example.org" ), string( "abc@host" ), "a note" );
     std::string names;
-    for( const auto &[name, value] : nlohmann::ordered_json::parse( lines.back() ).items() )
+    auto line = nlohmann::ordered_json::parse( lines.back() );
+    for( const auto &[name, value] : line.items() )
         names += name + " ";
     EXPECT_EQ( names, "time reason peer listener method status user identity realm callId note " );
 }

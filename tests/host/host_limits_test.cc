@@ -238,7 +238,7 @@ TEST_F( Limits, KeepTokensWhenSettingsChangeAsFarAsTheyFit )
     EXPECT_EQ( failures( "10.0.0.3", "alice" ), 2 );
 }
 
-TEST_F( Limits, RememberNoMorePartiesThanTold )
+TEST_F( Limits, ForgetThoseFirstWhoHaveMoreTokens )
 {
     change( HOST_SETTING_BUCKETS_MAX, 16 );
     EXPECT_EQ( failures( "10.0.0.1", "alice" ), 3 );
@@ -248,7 +248,19 @@ TEST_F( Limits, RememberNoMorePartiesThanTold )
     for( int64_t index = 0; index < 10'000; index++ )
         hostLimitsCheckFailed( limits, peer( "10.0.0.1" ), string( "user" + std::to_string( index ) ) );
     EXPECT_FALSE( mayCheck( "10.0.0.1", "alice" ) );
-    EXPECT_EQ( failures( "10.0.0.1", "user1" ), 3 );
+}
+
+TEST_F( Limits, ForgetPartiesBeyondThatNumber )
+{
+    set( HOST_SETTING_SOURCE_FAILURE_RATE, 0 );
+    set( HOST_SETTING_USER_FAILURE_BURST, 1 );
+    change( HOST_SETTING_BUCKETS_MAX, 16 );
+    int64_t blocked = 0;
+    for( int64_t index = 0; index < 1000; index++ )
+        hostLimitsCheckFailed( limits, peer( "10.0.0.1" ), string( "user" + std::to_string( index ) ) );
+    for( int64_t index = 0; index < 1000; index++ )
+        blocked += !mayCheck( "10.0.0.1", ( "user" + std::to_string( index ) ).c_str() );
+    EXPECT_EQ( blocked, 16 );
 }
 
 TEST_F( Limits, CountPlacesForLookups )

@@ -1,9 +1,8 @@
 // Settings.
 #include "support/abort.h"
-#include "support/text.h"
 
 #include <host/host_settings.h>
-#include <pb/pb_ref.hh>
+#include <pb/pb_std.hh>
 
 #include <gtest/gtest.h>
 
@@ -60,18 +59,13 @@ bool isTruth( int64_t setting )
     return setting == HOST_SETTING_CLIENT_ALLOW_BASIC || setting == HOST_SETTING_CLIENT_ALLOW_DOWNGRADE;
 }
 
-std::string textOf( pbString *string )
-{
-    return string ? support::textOf( own( pbStringRetain( string ) ) ) : "(null)";
-}
-
 // The reason why a store with one value is refused.
 std::string refusal( pbStore *store )
 {
     pbString *why = nullptr;
     auto settings = own( hostSettingsTryRestore( store, &why ) );
     auto reason = own( why );
-    return settings ? "(taken)" : textOf( reason );
+    return settings ? "(taken)" : pb::text( reason );
 }
 
 std::string refusalOfInt( const char *key, int64_t value )
@@ -214,7 +208,7 @@ TEST( Settings, TakeZeroForNoLimitWhereItMeansThat )
 
 TEST( Settings, PrintAsTheirSort )
 {
-    EXPECT_EQ( textOf( own( hostSettingsToString( own( hostSettingsCreate() ) ) ) ), "HOST_SETTINGS" );
+    EXPECT_EQ( pb::text( own( hostSettingsToString( own( hostSettingsCreate() ) ) ) ), "HOST_SETTINGS" );
 }
 
 TEST( SettingsDeathTest, RefuseWhatIsNoSetting )

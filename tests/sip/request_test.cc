@@ -176,6 +176,15 @@ TEST( Response, HasATagOfItsOwnOnlyWhereOneIsMissing )
     EXPECT_EQ( sip::respond( tagged, 200, "Fine" ).reason(), "Fine" );
 }
 
+TEST( Response, HasMoreHeadersBeforeItsLength )
+{
+    Message response = sip::respond( decode( good ), 200, {}, { { "Contact", "<sip:a@b>" }, { "X", "y\r\nEvil: z" } } );
+    ASSERT_TRUE( response );
+    std::string end = "CSeq: 7 REGISTER\r\nContact: <sip:a@b>\r\nX: y  Evil: z\r\nContent-Length: 0\r\n\r\n";
+    std::string text = response.encode();
+    EXPECT_EQ( text.substr( text.size() - end.size() ), end );
+}
+
 TEST( Response, MayBeLargerThanADecoderTakesByDefault )
 {
     Message request = decode( good );
