@@ -1,8 +1,10 @@
 // What a server makes of the library's decision: who was checked, which session is proven, what failed and why.
+#include "host/host_auth_algorithm_private.h"
 #include "host/host_private.h"
 #include "host/host_server_private.h"
 #include "host/host_watch.h"
 
+#include <pb/pb_std.hh>
 #include <sipauth/sipauth_digest_algorithm.h>
 #include <usr/usr_user.h>
 
@@ -57,7 +59,7 @@ void learn( hostServerTransaction *transaction )
         return;
     int64_t algorithm = SIPAUTH_DIGEST_ALGORITHM_MD5; // without the parameter (RFC 3261 section 22.4)
     if( auto name = pb::own( sipauthAuthorizationDigestAlgorithm( transaction->authorization ) ) )
-        algorithm = sipauthDigestAlgorithmFromString( name );
+        algorithm = tryAlgorithm( pb::text( name ) );
     if( algorithm != SIPAUTH_DIGEST_ALGORITHM_INVALID )
         hostProfilesLearn( server->profiles, transaction->peer, transaction->request, algorithm );
 }
