@@ -90,7 +90,8 @@ void rechallenge( hostServerTransaction *transaction )
 {
     auto request = pb::share( transaction->request.get() );
     sipsnMessageDelHeaderCstr( request.inout(), credentialsHeader( transaction->server ), -1 );
-    start( transaction, Phase::RECHALLENGING, createSession( transaction->server ), request );
+    int64_t refusal = start( transaction, Phase::RECHALLENGING, createSession( transaction->server ), request );
+    PB_ASSERT( refusal == HOST_REFUSAL_NONE ); // it was taken before, with credentials
 }
 
 // What a client can put right with a new nonce and the same password: it is told so with stale=true.
