@@ -37,7 +37,9 @@ void take( void *, int64_t origin, const char *text, int64_t length )
     if( found == watched->told.end() )
         return;
     const host___ReasonText *&told = found->second;
-    if( !told || ( told->generic && !row->generic ) )
+    // What is said of an unknown user comes first; where a decoy took its place the check goes on, and tells more.
+    bool vague = !told || told->generic || told->reason == HOST_REASON_UNKNOWN_USER;
+    if( !told || ( vague && !row->generic ) )
         told = row;
 }
 
