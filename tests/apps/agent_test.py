@@ -374,11 +374,12 @@ class Calling(AgentCase):
 
 
 class Listening(AgentCase):
-    def call(self, peer, method, number):
-        """A request of the server's own to the Contact that was registered."""
+    def call(self, peer, method, number, branch=None):
+        """A request of the server's own to the Contact that was registered. The ACK of a refusal has the branch of its
+        INVITE, all others one of their own."""
         contact = sip_text.headers(peer.requests[-1], "Contact")[0].strip("<>")
         content = "v=0\r\n" if method == "INVITE" else ""
-        text = (f"{method} {contact} SIP/2.0\r\nVia: SIP/2.0/UDP 127.0.0.1:{peer.port};branch=z9hG4bK{number}\r\n"
+        text = (f"{method} {contact} SIP/2.0\r\nVia: SIP/2.0/UDP 127.0.0.1:{peer.port};branch=z9hG4bK{branch or method}{number}\r\n"
                 f"Max-Forwards: 70\r\nFrom: <sip:bob@127.0.0.1>;tag=b\r\nTo: <sip:alice@127.0.0.1>\r\n"
                 f"Call-ID: call{number}@127.0.0.1\r\nCSeq: 1 {method}\r\nContact: <{peer.uri('bob')}>\r\n"
                 f"Record-Route: <sip:127.0.0.1:{peer.port};lr>\r\nContent-Length: {len(content)}\r\n\r\n{content}")
@@ -427,7 +428,7 @@ class Listening(AgentCase):
         def work():
             self.call(peer, "INVITE", 1)
             peer.wait(lambda _: peer.responses)
-            self.call(peer, "ACK", 1)
+            self.call(peer, "ACK", 1, "INVITE")
         with Peer() as peer:
             self.while_listening(peer, work, "--busy")
         self.assertEqual({sip_text.status(response) for response in peer.responses}, {486})
