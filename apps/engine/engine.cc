@@ -81,8 +81,8 @@ std::string EngineImp::listen( const Listener &listener )
         if( std::string problem = socket.tls->load( listener.certificate, listener.privateKey ); !problem.empty() )
             return problem;
     }
-    const std::string problem =
-        main_->listen( listener.transport, socket.listener.address, socket.tls ? socket.tls->get() : nullptr );
+    const std::string problem = main_->listen( listener.transport, socket.listener.address, socket.known,
+                                               socket.tls ? socket.tls->get() : nullptr );
     if( !problem.empty() )
         return problem;
     sockets_.push_back( std::move( socket ) );

@@ -24,7 +24,7 @@ struct Peer
 {
     Transport transport = Transport::Udp;
     Address remote;
-    Address local;     ///< the address of ours at which it arrived
+    Address local; ///< the address of ours at which it arrived; over UDP that of the listener, perhaps all addresses
     uint64_t flow = 0; ///< tells connections apart; 0 for UDP
     int listener = -1; ///< the number of the listener, -1 on a connection that we opened
 };
@@ -121,7 +121,7 @@ struct Listener
 {
     int number = 0;
     Transport transport = Transport::Udp;
-    Address address;         ///< port 0: any free one
+    Address address;         ///< port 0: any free one; 0.0.0.0: all of IPv4; ::: all of IPv6, and no IPv4
     std::string certificate; ///< TLS: a PEM file with the certificate chain
     std::string privateKey;  ///< TLS: a PEM file; empty: in the same file
 };

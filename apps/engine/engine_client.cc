@@ -29,15 +29,13 @@ void Client::release()
 bool Client::sendWithStack( const char *method, bool stateful, std::string *why )
 {
     const Address remote = addressOf( way_.remote );
-    // Addresses that stand for IPv4 in a socket for both kinds are written as such.
-    char host[64] = "";
-    sa_ntop( &way_.remote, host, sizeof host );
+    const std::string host = remote.host();
     const std::string parameters = ";transport=" + std::string( nameOf( way_.transport ) );
     struct uri route
     {
     };
     pl_set_str( &route.scheme, "sip" );
-    pl_set_str( &route.host, host );
+    pl_set_str( &route.host, host.c_str() );
     pl_set_str( &route.params, parameters.c_str() );
     route.port = remote.port;
     const Held<struct mbuf> empty = bufferOf( {} );

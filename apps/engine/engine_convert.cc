@@ -22,10 +22,10 @@ Address addressOf( const struct sa &socketAddress )
     return address;
 }
 
-struct sa socketAddressOf( const Address &address, bool ipv6 )
+struct sa socketAddressOf( const Address &address )
 {
     struct sa result;
-    if( address.isIpv4() && !ipv6 )
+    if( address.isIpv4() )
     {
         uint32_t host = 0;
         memcpy( &host, address.bytes.data() + 12, 4 );
@@ -80,9 +80,10 @@ std::string_view bytesOf( const struct sip_msg &message )
 Held<struct mbuf> bufferOf( std::string_view bytes )
 {
     auto buffer = Held<struct mbuf>::own( mbuf_alloc( std::max<size_t>( bytes.size(), 1 ) ) );
-    if( !buffer || mbuf_write_mem( buffer.get(), reinterpret_cast<const uint8_t *>( bytes.data() ), bytes.size() ) )
+    if( !buffer )
         return {};
-    buffer->pos = 0;
+    memcpy( buffer->buf, bytes.data(), bytes.size() );
+    buffer->end = bytes.size();
     return buffer;
 }
 

@@ -41,8 +41,7 @@ private:
 };
 
 Address addressOf( const struct sa &socketAddress );
-/// IPV6 asks for an IPv4-mapped IPv6 address in place of an IPv4 address, as sockets for both kinds have it.
-struct sa socketAddressOf( const Address &address, bool ipv6 = false );
+struct sa socketAddressOf( const Address &address );
 
 enum sip_transp stackTransport( Transport transport );
 Transport transportOf( enum sip_transp transport );

@@ -40,10 +40,10 @@ EngineImp::Socket *EngineImp::socketOf( const struct sip_msg &message )
     for( Socket &socket : sockets_ )
         if( socket.udp == message.sock )
             return &socket;
-    const Address local = addressOf( message.dst );
+    const Address known = addressOf( message.dst );
     for( Socket &socket : sockets_ )
     {
-        if( socket.udp || socket.listener.transport != Transport::Udp || socket.listener.address != local )
+        if( socket.udp || socket.listener.transport != Transport::Udp || socket.known != known )
             continue;
         adopt( socket, message );
         return &socket;
@@ -110,6 +110,7 @@ Peer EngineImp::peerOf( Stack &stack, const struct sip_msg &message )
     {
         const Socket *socket = socketOf( message );
         peer.listener = socket ? socket->listener.number : -1;
+        peer.local = socket ? socket->listener.address : addressOf( message.dst );
     }
     else if( const uint64_t number = flows_.find( message ) )
     {
@@ -117,8 +118,10 @@ Peer EngineImp::peerOf( Stack &stack, const struct sip_msg &message )
             return flow->peer;
     }
     peer.remote = addressOf( message.src );
+    if( peer.transport == Transport::Udp )
+        return peer;
     peer.local = addressOf( message.dst );
-    if( peer.transport == Transport::Udp || !isOpen( message ) )
+    if( !isOpen( message ) )
         return peer;
 
     if( &stack == main_.get() )

@@ -87,6 +87,7 @@ private:
     struct Socket
     {
         Listener listener;   ///< with its real address
+        Address known;       ///< the one that the stack takes it for
         void *udp = nullptr; ///< the stack's socket, known once something was received
         std::unique_ptr<ServerTls> tls;
         EngineImp *engine = nullptr;

@@ -23,8 +23,9 @@ public:
 
     /// An empty string, or why it does not start. TLS is null for the one with the listeners.
     std::string open( std::unique_ptr<TargetTls> tls );
-    /// Opens a socket that listens; the address becomes the real one. An empty string, or why not.
-    std::string listen( Transport transport, Address &address, struct tls *tls );
+    /// Opens a socket that listens; the address becomes the real one, KNOWN the one that the stack takes it for. An
+    /// empty string, or why not.
+    std::string listen( Transport transport, Address &address, Address &known, struct tls *tls );
     /// Makes sure that the stack can connect to addresses of a family. An empty string, or why it cannot.
     std::string allowConnections( Transport transport, bool ipv6 );
 
@@ -36,6 +37,8 @@ public:
     int64_t usedLast = 0; ///< Loop::now of the last request
 
 private:
+    std::string add( Transport transport, Address &address, struct tls *tls, int &descriptor );
+
     EngineImp &engine_;
     struct sip *sip_ = nullptr;
     std::unique_ptr<TargetTls> tls_;

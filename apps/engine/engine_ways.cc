@@ -57,7 +57,7 @@ std::string EngineImp::findNewWay( const Target &target, Way *way )
     }
     if( !socket )
         return "no UDP socket to send from";
-    way->remote = socketAddressOf( target.remote, !socket->listener.address.isIpv4() );
+    way->remote = socketAddressOf( target.remote );
     way->socket = socket->udp;
     return {};
 }
@@ -67,20 +67,9 @@ std::string EngineImp::findNewWay( const Target &target, Way *way )
 const EngineImp::Socket *EngineImp::socketTowards( Transport transport, const Address &remote )
 {
     std::vector<const Socket *> candidates;
-    for( const bool ipv4 : { remote.isIpv4(), false } )
-    {
-        for( const Socket &socket : sockets_ )
-        {
-            const Address &address = socket.listener.address;
-            if( socket.listener.transport != transport || address.isIpv4() != ipv4 )
-                continue;
-            // An IPv6 socket reaches IPv4 only when it is one for all addresses.
-            if( ipv4 == remote.isIpv4() || address.isAny() )
-                candidates.push_back( &socket );
-        }
-        if( !candidates.empty() )
-            break;
-    }
+    for( const Socket &socket : sockets_ )
+        if( socket.listener.transport == transport && socket.listener.address.isIpv4() == remote.isIpv4() )
+            candidates.push_back( &socket );
     if( candidates.size() < 2 )
         return candidates.empty() ? nullptr : candidates.front();
     const Address local = localAddresses_.towards( remote, Loop::now() );

@@ -74,6 +74,22 @@ bool contains( const std::vector<std::string> &texts, const std::string &text )
     return std::find( texts.begin(), texts.end(), text ) != texts.end();
 }
 
+// How a contact is reached: over UDP at its own address when that is the address that the request came from, so that
+// nothing in between has changed it; else on the way that the request took, through address translation or over its
+// connection.
+engine::Target targetOf( const engine::Peer &peer, const sip::Uri &contact )
+{
+    const std::string *transport = contact.parameters.find( "transport" );
+    const auto address = engine::Address::parse( contact.host );
+    const bool overUdp = peer.transport == engine::Transport::Udp && contact.scheme == "sip" &&
+                         ( !transport || sip::equalIgnoringCase( *transport, "udp" ) );
+    if( !overUdp || !address || address->bytes != peer.remote.bytes )
+        return { peer.transport, peer.remote, peer.flow, {} };
+    engine::Target target{ peer.transport, *address, 0, {} };
+    target.remote.port = contact.port ? contact.port : engine::defaultPort( peer.transport );
+    return target;
+}
+
 // A contact of a request.
 struct Wanted
 {
@@ -307,7 +323,6 @@ bool Registrar::apply( Registration &registration ) const
         if( !entry )
             entry = &registration.entries.emplace_back();
         entry->ofThisRequest = true;
-        const engine::Peer &peer = registration.request->peer();
         entry->binding = { wanted.address.uriText,
                            wanted.address.parameters.text(),
                            registration.now + wanted.seconds * 1000,
@@ -315,7 +330,7 @@ bool Registrar::apply( Registration &registration ) const
                            registration.cseq,
                            registration.path,
                            registration.request->identity(),
-                           { peer.transport, peer.remote, peer.flow, {} },
+                           targetOf( registration.request->peer(), wanted.address.uri ),
                            qOf( wanted.address.parameters ) };
     }
     bool fits = registration.entries.size() <= static_cast<size_t>( config_.maxContacts );

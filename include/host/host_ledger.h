@@ -36,8 +36,8 @@ PB_EXPORT int64_t hostLedgerCompare( hostLedger *objA, hostLedger *objB );
 /// 1 when hostLedgerCompare gives 0, else 0.
 PB_EXPORT pbBool hostLedgerEquals( hostLedger *objA, hostLedger *objB );
 
-/// A new ledger for at most CAPACITY nonces (1 to 2147483647) that can be answered for EXPIRATION milliseconds (at least 1).
-/// It keeps them beyond that, as expired or used, as long as there is room.
+/// A new ledger for at most CAPACITY nonces (1 to 2147483647) that can be answered for EXPIRATION milliseconds (at
+/// least 1). It keeps them beyond that, as expired or used, as long as there is room.
 PB_EXPORT hostLedger *hostLedgerCreate( int64_t capacity, int64_t expiration );
 /// Another expiration from now on, also for the nonces that are there.
 PB_EXPORT void hostLedgerSetExpiration( hostLedger *ledger, int64_t expiration );

@@ -1,6 +1,6 @@
-// Profiles: how challenges are shaped for which peers. The profile of a peer is, in this order: the one of its listener,
-// the one of its network, the one of its User-Agent, the one that was learned, the default. What the more specific rule
-// says wins: of several networks the longest, of several User-Agents the longest text.
+// Profiles: how challenges are shaped for which peers. The profile of a peer is, in this order: the one of its
+// listener, the one of its network, the one of its User-Agent, the one that was learned, the default. What the more
+// specific rule says wins: of several networks the longest, of several User-Agents the longest text.
 #ifndef HOST_HOST_PROFILES_H
 #define HOST_HOST_PROFILES_H
 

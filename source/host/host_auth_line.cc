@@ -3,6 +3,7 @@
 
 #include "pb/pb_text.h"
 
+#include <cstring>
 #include <iterator>
 
 namespace host
@@ -15,50 +16,75 @@ constexpr std::string_view names[] = { "username", "realm",  "nonce", "uri", "re
                                        "cnonce",   "opaque", "qop",   "nc",  "stale",    "domain" };
 static_assert( std::size( names ) == static_cast<size_t>( AuthName::other ) );
 
-char fold( char ch )
+constexpr char fold( char ch )
 {
     return ch >= 'A' && ch <= 'Z' ? static_cast<char>( ch + ( 'a' - 'A' ) ) : ch;
 }
 
-bool isControl( char ch )
+// Classes of bytes, one bit each.
+constexpr uint8_t tokenClass = 1;
+constexpr uint8_t token68Class = 2; ///< in front of the '=' at its end
+constexpr uint8_t bareClass = 4;    ///< stands without quotes where a token should: tolerated
+constexpr uint8_t plainClass = 8;   ///< stands in a quoted string without a backslash
+constexpr uint8_t pairClass = 16;   ///< stands in a quoted string behind a backslash
+
+constexpr uint8_t classesOf( char ch )
 {
-    return ( ch >= 0 && ch < ' ' ) || ch == 127;
+    bool ascii = ch >= 0;
+    bool control = ( ascii && ch < ' ' ) || ch == 127;
+    bool text = !control || ch == '\t';
+    bool letter = fold( ch ) >= 'a' && fold( ch ) <= 'z';
+    bool digit = ch >= '0' && ch <= '9';
+    auto in = [ch]( std::string_view set ) { return set.find( ch ) != std::string_view::npos; };
+    int classes = 0;
+    classes |= ascii && !control && !in( "()<>@,;:\\\"/[]?={} " ) ? tokenClass : 0;
+    classes |= letter || digit || in( "-._~+/" ) ? token68Class : 0;
+    classes |= !control && !in( " ,\"\\" ) ? bareClass : 0;
+    classes |= text && !in( "\"\\" ) ? plainClass : 0;
+    classes |= text && ascii ? pairClass : 0;
+    return static_cast<uint8_t>( classes );
 }
 
-bool isAlphanumeric( char ch )
+constexpr auto classTable = []
 {
-    return ( ch >= '0' && ch <= '9' ) || ( fold( ch ) >= 'a' && fold( ch ) <= 'z' );
-}
-
-constexpr auto tokenTable = []
-{
-    std::array<bool, 256> table{};
-    for( int ch = '!'; ch < 127; ch++ )
-        table[static_cast<size_t>( ch )] =
-            std::string_view( "()<>@,;:\\\"/[]?={}" ).find( static_cast<char>( ch ) ) == std::string_view::npos;
+    std::array<uint8_t, 256> table{};
+    for( size_t ch = 0; ch < table.size(); ch++ )
+        table[ch] = classesOf( static_cast<char>( ch ) );
     return table;
 }();
 
-bool isTokenChar( char ch )
+bool isOf( char ch, uint8_t classes )
 {
-    return tokenTable[static_cast<unsigned char>( ch )];
+    return classTable[static_cast<unsigned char>( ch )] & classes;
 }
 
-bool isToken68Char( char ch )
+// How many bytes at OFFSET are of a class.
+size_t run( std::string_view text, size_t offset, uint8_t classes )
 {
-    return isAlphanumeric( ch ) || std::string_view( "-._~+/" ).find( ch ) != std::string_view::npos;
+    size_t end = offset;
+    while( end < text.size() && isOf( text[end], classes ) )
+        end++;
+    return end - offset;
 }
 
-// What stands without quotes where a token should: tolerated unless it could be taken for something else.
-bool isBareChar( char ch )
+// Whether all of eight bytes are ASCII and of the class plain; tab is taken for another one. A byte sets its top bit in
+// one of the terms when it is not; a borrow may set one in bytes behind such a byte, too.
+bool areEightPlain( const char *bytes )
 {
-    return !isControl( ch ) && std::string_view( " ,\"\\" ).find( ch ) == std::string_view::npos;
+    constexpr uint64_t ones = 0x0101010101010101;
+    uint64_t word;
+    std::memcpy( &word, bytes, sizeof word );
+    uint64_t hits = word | ( word - ones * ' ' ) | ( ( word ^ ones * '"' ) - ones ) |
+                    ( ( word ^ ones * '\\' ) - ones ) | ( word + ones );
+    return ( hits & ones * 0x80 ) == 0;
 }
 
 AuthName nameOf( std::string_view text )
 {
+    if( text.empty() )
+        return AuthName::other;
     for( size_t index = 0; index < std::size( names ); index++ )
-        if( equalsFolded( names[index], text ) )
+        if( names[index].front() == fold( text.front() ) && equalsFolded( names[index], text ) )
             return static_cast<AuthName>( index );
     return AuthName::other;
 }
@@ -101,6 +127,8 @@ bool equalsFolded( std::string_view a, std::string_view b )
 {
     if( a.size() != b.size() )
         return false;
+    if( a == b )
+        return true;
     for( size_t index = 0; index < a.size(); index++ )
         if( fold( a[index] ) != fold( b[index] ) )
             return false;
@@ -109,10 +137,7 @@ bool equalsFolded( std::string_view a, std::string_view b )
 
 bool isToken( std::string_view text )
 {
-    for( char ch : text )
-        if( !isTokenChar( ch ) )
-            return false;
-    return !text.empty();
+    return !text.empty() && run( text, 0, tokenClass ) == text.size();
 }
 
 Utf8::Utf8( pbString *string )
@@ -143,7 +168,7 @@ const AuthParameter *AuthItem::find( AuthName name ) const
 bool AuthItem::has( AuthName name ) const
 {
     const AuthParameter *parameter = find( name );
-    return parameter && !parameter->value.empty();
+    return parameter && !parameter->value().empty();
 }
 
 bool AuthItem::is( AuthName name, pbString *text ) const
@@ -152,7 +177,7 @@ bool AuthItem::is( AuthName name, pbString *text ) const
     if( !parameter )
         return false;
     Utf8 wanted( text );
-    return parameter->escaped ? unescaped( parameter->value ) == wanted.view() : parameter->value == wanted.view();
+    return parameter->escaped ? unescaped( parameter->value() ) == wanted.view() : parameter->value() == wanted.view();
 }
 
 pb::Ref<pbString> AuthItem::text( AuthName name ) const
@@ -160,7 +185,7 @@ pb::Ref<pbString> AuthItem::text( AuthName name ) const
     const AuthParameter *parameter = find( name );
     if( !parameter )
         return nullptr;
-    return stringOf( parameter->escaped ? unescaped( parameter->value ) : parameter->value );
+    return stringOf( parameter->escaped ? unescaped( parameter->value() ) : parameter->value() );
 }
 
 void AuthItem::drop( AuthName name )
@@ -181,11 +206,11 @@ void AuthItem::set( AuthName name, std::string_view value, bool quoted )
         if( count_ == maxParameters )
             return;
         parameter = &parameters_[count_++];
-        parameter->name = names[static_cast<size_t>( name )];
+        parameter->setName( names[static_cast<size_t>( name )] );
         parameter->known = name;
         parameter->dropped = false;
     }
-    parameter->value = value;
+    parameter->setValue( value );
     parameter->quoted = quoted;
     parameter->escaped = false;
 }
@@ -218,9 +243,9 @@ pb::Ref<pbString> AuthItem::toString() const
         if( parameter.dropped )
             continue;
         append( text, before );
-        append( text, parameter.name );
+        append( text, parameter.name() );
         append( text, parameter.quoted ? "=\"" : "=" );
-        append( text, parameter.value );
+        append( text, parameter.value() );
         append( text, parameter.quoted ? "\"" : "" );
         before = ", ";
     }
@@ -259,8 +284,7 @@ bool AuthReader::skipCommas()
 std::string_view AuthReader::takeToken()
 {
     size_t start = offset_;
-    while( !atEnd() && isTokenChar( line_[offset_] ) )
-        offset_++;
+    offset_ += run( line_, offset_, tokenClass );
     return line_.substr( start, offset_ - start );
 }
 
@@ -268,8 +292,7 @@ std::string_view AuthReader::takeToken()
 std::string_view AuthReader::takeToken68()
 {
     size_t start = offset_;
-    while( !atEnd() && isToken68Char( line_[offset_] ) )
-        offset_++;
+    offset_ += run( line_, offset_, token68Class );
     while( offset_ > start && at( '=' ) )
         offset_++;
     std::string_view token = line_.substr( start, offset_ - start );
@@ -280,33 +303,33 @@ std::string_view AuthReader::takeToken68()
     return {};
 }
 
+void AuthReader::skipPlain()
+{
+    while( line_.size() - offset_ >= 8 && areEightPlain( line_.data() + offset_ ) )
+        offset_ += 8;
+    offset_ += run( line_, offset_, plainClass );
+}
+
 // Line ends and other controls are no part of a quoted string here, not even as quoted pairs, although RFC 3261 section
 // 25.1 has them: nobody needs them, and what comes in may go out again.
 bool AuthReader::takeQuoted( AuthParameter &parameter )
 {
     size_t start = ++offset_;
-    for( ; !atEnd(); offset_++ )
+    skipPlain();
+    while( at( '\\' ) )
     {
-        char ch = line_[offset_];
-        if( ch == '"' )
-        {
-            parameter.value = line_.substr( start, offset_++ - start );
-            parameter.quoted = true;
-            return true;
-        }
-        if( ch == '\\' )
-        {
-            parameter.escaped = true;
-            if( ++offset_ == line_.size() )
-                return false;
-            ch = line_[offset_];
-            if( ch < 0 )
-                return false;
-        }
-        if( isControl( ch ) && ch != '\t' )
+        parameter.escaped = true;
+        if( line_.size() - offset_ < 2 || !isOf( line_[offset_ + 1], pairClass ) )
             return false;
+        offset_ += 2;
+        skipPlain();
     }
-    return false;
+    if( !at( '"' ) )
+        return false;
+    parameter.setValue( line_.substr( start, offset_ - start ) );
+    parameter.quoted = true;
+    offset_++;
+    return true;
 }
 
 // A token or a quoted string; other characters without quotes get some.
@@ -314,25 +337,24 @@ bool AuthReader::takeValue( AuthParameter &parameter )
 {
     if( at( '"' ) )
         return takeQuoted( parameter );
-    size_t start = offset_;
-    while( !atEnd() && isBareChar( line_[offset_] ) )
-        offset_++;
-    parameter.value = line_.substr( start, offset_ - start );
-    parameter.quoted = !isToken( parameter.value );
+    size_t length = run( line_, offset_, bareClass );
+    parameter.setValue( line_.substr( offset_, length ) );
+    parameter.quoted = !isToken( parameter.value() );
     odd_ = odd_ || parameter.quoted;
+    offset_ += length;
     return true;
 }
 
 bool AuthReader::takeParameter( AuthItem &item )
 {
     AuthParameter parameter{};
-    parameter.name = takeToken();
+    parameter.setName( takeToken() );
     skipWhite();
-    if( parameter.name.empty() || !at( '=' ) )
+    if( parameter.nameLength == 0 || !at( '=' ) )
         return false;
     offset_++;
     skipWhite();
-    parameter.known = nameOf( parameter.name );
+    parameter.known = nameOf( parameter.name() );
     return takeValue( parameter ) && item.add( parameter );
 }
 

@@ -12,6 +12,7 @@
 #include <forward_list>
 #include <string>
 #include <string_view>
+#include <type_traits>
 #include <vector>
 
 namespace host
@@ -35,16 +36,33 @@ enum class AuthName : uint8_t
     other
 };
 
-/// A parameter: its name and its value as they stand in the line, the value without its quotes.
+/// A parameter: its name and its value as they stand in the line, the value without its quotes. Nothing is set at
+/// first, so that room for many of them costs nothing.
 struct AuthParameter
 {
-    std::string_view name;
-    std::string_view value;
+    std::string_view name() const { return { nameBytes, nameLength }; }
+    std::string_view value() const { return { valueBytes, valueLength }; }
+    void setName( std::string_view text )
+    {
+        nameBytes = text.data();
+        nameLength = text.size();
+    }
+    void setValue( std::string_view text )
+    {
+        valueBytes = text.data();
+        valueLength = text.size();
+    }
+
+    const char *nameBytes;
+    size_t nameLength;
+    const char *valueBytes;
+    size_t valueLength;
     AuthName known;
     bool quoted;
     bool escaped; ///< the value holds quoted pairs
     bool dropped; ///< is not written out
 };
+static_assert( std::is_trivially_default_constructible_v<AuthParameter> );
 
 /// The schemes that have a meaning here.
 enum class AuthScheme : uint8_t
@@ -120,6 +138,7 @@ private:
     std::string_view takeToken();
     std::string_view takeToken68();
     bool takeValue( AuthParameter &parameter );
+    void skipPlain();
     bool takeQuoted( AuthParameter &parameter );
     bool takeParameter( AuthItem &item );
     bool takeParameters( AuthItem &item );

@@ -45,7 +45,7 @@ void tidyQop( AuthLines &lines, AuthItem &item )
     const AuthParameter *parameter = item.find( AuthName::qop );
     if( !parameter )
         return;
-    std::vector<std::string_view> qops = split( parameter->value, ", \t" );
+    std::vector<std::string_view> qops = split( parameter->value(), ", \t" );
     std::erase_if( qops, []( std::string_view qop ) { return !isToken( qop ); } );
     if( qops.size() > maxQops )
     {
@@ -55,7 +55,7 @@ void tidyQop( AuthLines &lines, AuthItem &item )
     std::string list;
     for( std::string_view qop : qops )
         list.append( list.empty() ? "" : "," ).append( qop );
-    std::string received( parameter->value );
+    std::string received( parameter->value() );
     std::erase_if( received, []( char ch ) { return blanks.find( ch ) != std::string_view::npos; } );
     if( list.empty() )
         item.drop( AuthName::qop );
@@ -67,7 +67,7 @@ void tidyQop( AuthLines &lines, AuthItem &item )
 void tidyStale( AuthItem &item )
 {
     const AuthParameter *parameter = item.find( AuthName::stale );
-    if( parameter && !equalsFolded( parameter->value, "true" ) && !equalsFolded( parameter->value, "false" ) )
+    if( parameter && !equalsFolded( parameter->value(), "true" ) && !equalsFolded( parameter->value(), "false" ) )
         item.drop( AuthName::stale );
 }
 
@@ -92,14 +92,14 @@ int64_t tidyAlgorithm( AuthItem &item, int64_t *spelling )
     const AuthParameter *parameter = item.find( AuthName::algorithm );
     if( !parameter )
         return SIPAUTH_DIGEST_ALGORITHM_MD5;
-    if( parameter->value.empty() )
+    if( parameter->value().empty() )
     {
         item.drop( AuthName::algorithm );
         return SIPAUTH_DIGEST_ALGORITHM_MD5;
     }
-    int64_t algorithm = tryAlgorithm( parameter->value );
+    int64_t algorithm = tryAlgorithm( parameter->value() );
     if( !SIPAUTH_DIGEST_ALGORITHM_OK( algorithm ) ||
-        equalsFolded( algorithmNames( algorithm ).library, parameter->value ) )
+        equalsFolded( algorithmNames( algorithm ).library, parameter->value() ) )
         return algorithm;
     *spelling = HOST_SPELLING_RFC8760;
     item.set( AuthName::algorithm, algorithmNames( algorithm ).library, false );
@@ -116,7 +116,7 @@ bool admitDigest( AuthLines &lines, AuthItem &item, int64_t *spelling )
     tidyStale( item );
     tidyDomain( item );
     int64_t algorithm = tidyAlgorithm( item, spelling );
-    if( const AuthParameter *parameter = item.find( AuthName::algorithm ); parameter && !isToken( parameter->value ) )
+    if( const AuthParameter *parameter = item.find( AuthName::algorithm ); parameter && !isToken( parameter->value() ) )
         return false;
     bool session = SIPAUTH_DIGEST_ALGORITHM_OK( algorithm ) && isSessionAlgorithm( algorithm );
     return !session || item.find( AuthName::qop );
@@ -168,7 +168,7 @@ void hostBridgeRequestOut( sipsnMessage **request, pbBool proxy, int64_t spellin
     {
         left.push_back( &item );
         const AuthParameter *parameter = item.find( AuthName::algorithm );
-        int64_t algorithm = parameter ? tryAlgorithm( parameter->value ) : SIPAUTH_DIGEST_ALGORITHM_INVALID;
+        int64_t algorithm = parameter ? tryAlgorithm( parameter->value() ) : SIPAUTH_DIGEST_ALGORITHM_INVALID;
         if( !SIPAUTH_DIGEST_ALGORITHM_OK( algorithm ) || !algorithmNames( algorithm ).differ() )
             continue;
         item.set( AuthName::algorithm, algorithmNames( algorithm ).network, false );

@@ -59,21 +59,21 @@ void spellForLibrary( AuthItem &item )
     const AuthParameter *parameter = item.find( AuthName::algorithm );
     if( !parameter )
         return;
-    int64_t algorithm = tryAlgorithm( parameter->value );
-    if( parameter->value.empty() )
+    int64_t algorithm = tryAlgorithm( parameter->value() );
+    if( parameter->value().empty() )
         item.drop( AuthName::algorithm );
     else if( SIPAUTH_DIGEST_ALGORITHM_OK( algorithm ) &&
-             !equalsFolded( algorithmNames( algorithm ).library, parameter->value ) )
+             !equalsFolded( algorithmNames( algorithm ).library, parameter->value() ) )
         item.set( AuthName::algorithm, algorithmNames( algorithm ).library, false );
 }
 
 void lowerResponse( AuthLines &lines, AuthItem &item )
 {
     const AuthParameter *parameter = item.find( AuthName::response );
-    if( std::none_of( parameter->value.begin(), parameter->value.end(),
+    if( std::none_of( parameter->value().begin(), parameter->value().end(),
                       []( char ch ) { return ch >= 'A' && ch <= 'F'; } ) )
         return;
-    std::string response( parameter->value );
+    std::string response( parameter->value() );
     for( char &ch : response )
         if( ch >= 'A' && ch <= 'F' )
             ch = static_cast<char>( ch + ( 'a' - 'A' ) );
@@ -202,13 +202,13 @@ int64_t algorithmOf( const AuthItem &item )
     if( item.scheme() != AuthScheme::digest )
         return SIPAUTH_DIGEST_ALGORITHM_INVALID;
     const AuthParameter *parameter = item.find( AuthName::algorithm );
-    return parameter ? tryAlgorithm( parameter->value ) : SIPAUTH_DIGEST_ALGORITHM_MD5;
+    return parameter ? tryAlgorithm( parameter->value() ) : SIPAUTH_DIGEST_ALGORITHM_MD5;
 }
 
 bool offersAuth( const AuthItem &item )
 {
     const AuthParameter *qop = item.find( AuthName::qop );
-    std::string_view rest = qop ? qop->value : std::string_view();
+    std::string_view rest = qop ? qop->value() : std::string_view();
     while( !rest.empty() )
     {
         size_t end = std::min( rest.find_first_of( ", \t" ), rest.size() );

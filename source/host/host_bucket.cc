@@ -13,7 +13,7 @@ namespace
 constexpr int64_t nanosecondsOfMillisecond = 1'000'000;
 
 // How many places a key may take. Keys are spread at random, so a table is used well before a key finds none.
-constexpr int64_t mostWays = 16;
+constexpr int64_t mostWays = 8;
 
 } // namespace
 

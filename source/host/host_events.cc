@@ -6,8 +6,10 @@
 #include "pb/pb_type.h"
 #include "tr/tr_json.h"
 
+#include <charconv>
 #include <chrono>
 #include <iterator>
+#include <string_view>
 
 struct hostEvents
 {
@@ -42,20 +44,29 @@ int64_t wallClock()
     return duration_cast<milliseconds>( system_clock::now().time_since_epoch() ).count();
 }
 
-void append( pb::Text &line, const char *name, pbString *value )
+void appendName( pb::Text &line, std::string_view name )
+{
+    line.append( ",\"" );
+    line.append( name.data(), static_cast<int64_t>( name.size() ) );
+    line.append( "\":" );
+}
+
+void append( pb::Text &line, std::string_view name, pbString *value )
 {
     if( !value )
         return;
-    line.format( ",\"%lc\":", name );
+    appendName( line, name );
     if( pbStringLength( value ) <= most )
         tr___JsonAppendString( &line, value );
     else
         tr___JsonAppendString( &line, pb::own( pbStringCreateFromSlice( value, 0, most ) ) );
 }
 
-void appendNumber( pb::Text &line, const char *name, int64_t value )
+void appendNumber( pb::Text &line, std::string_view name, int64_t value )
 {
-    line.format( ",\"%lc\":%i", name, value );
+    appendName( line, name );
+    char digits[20];
+    line.append( digits, std::to_chars( std::begin( digits ), std::end( digits ), value ).ptr - digits );
 }
 
 } // namespace
@@ -85,7 +96,10 @@ void hostEventsReport( hostEvents *events, int64_t reason, hostPeer *peer, pbStr
     pb::Text line;
     line.append( "{\"time\":\"" );
     tr___JsonAppendTime( &line, wallClock() );
-    line.format( "\",\"reason\":\"%lc\"", hostReasonName( reason ) );
+    std::string_view name = hostReasonName( reason );
+    line.append( "\",\"reason\":\"" );
+    line.append( name.data(), static_cast<int64_t>( name.size() ) );
+    line.append( "\"" );
     if( peer )
     {
         append( line, "peer", pb::own( hostPeerText( peer ) ) );

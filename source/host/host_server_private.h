@@ -111,8 +111,8 @@ namespace host::server
 
 /// A new transaction, not begun.
 pb::Ref<hostServerTransaction> createTransaction( hostServer *server, hostPeer *peer, sipsnMessage *request );
-/// Hands a request to the library in a session, for PHASE.
-void start( hostServerTransaction *transaction, Phase phase, sipauthSession *session, sipsnMessage *request );
+/// Hands a request to the library in a session, for PHASE. Returns why the guard refused it, HOST_REFUSAL_NONE mostly.
+int64_t start( hostServerTransaction *transaction, Phase phase, sipauthSession *session, sipsnMessage *request );
 /// The library gave the request back.
 void passed( hostServerTransaction *transaction );
 /// The library answered by itself.

@@ -25,6 +25,20 @@ void settle( hostServerTransaction *transaction, int64_t reason, int64_t status,
     pbProcessSchedule( transaction->process );
 }
 
+// A request that the guard keeps from the library, whose method is told in two ways, for example (RFC 3261 section
+// 8.1.1.5).
+void settleRefused( hostServerTransaction *transaction, int64_t refusal )
+{
+    transaction->guard.clear();
+    settle( transaction, HOST_REASON_BAD_REQUEST, 400, hostRefusalName( refusal ) );
+}
+
+void startOrRefuse( hostServerTransaction *transaction, Phase phase, sipauthSession *session, sipsnMessage *request )
+{
+    if( int64_t refusal = start( transaction, phase, session, request ) )
+        settleRefused( transaction, refusal );
+}
+
 pb::Ref<pbString> claimedUserName( sipauthAuthorization *authorization )
 {
     if( !authorization )
@@ -64,7 +78,7 @@ void challenge( hostServerTransaction *transaction, sipsnMessage *request )
     transaction->reason = reasonForChallenge( transaction->credentials );
     transaction->stale = transaction->credentials == HOST_CREDENTIALS_STALE;
     transaction->stateless = true;
-    start( transaction, Phase::CHALLENGING, createSession( server ), request );
+    startOrRefuse( transaction, Phase::CHALLENGING, createSession( server ), request );
 }
 
 // Nonces reach only those who receive at the address to which they were sent.
@@ -87,12 +101,16 @@ void checkInSession( hostServerTransaction *transaction, pb::Ref<host___Session>
     proven->openTransactions++;
     transaction->proven = proven;
     proveSource( transaction, proven->nonce );
-    start( transaction, Phase::CHECKING, proven->session, request );
+    startOrRefuse( transaction, Phase::CHECKING, proven->session, request );
 }
 
 void checkAnew( hostServerTransaction *transaction, pbString *nonce, sipsnMessage *request )
 {
     hostServer *server = transaction->server;
+    // Looked at before anything is counted or used up.
+    host::CallOrder order = {};
+    if( int64_t refusal = order.checkRequest( request ) )
+        return settleRefused( transaction, host___Refuse( refusal ) );
     if( !hostLimitsMayCheck( server->limits, transaction->peer, transaction->userName ) )
         return settle( transaction, HOST_REASON_LIMIT, 503, "failures" );
     if( !hostLimitsDirectoryHealthy( server->limits ) )
@@ -105,13 +123,13 @@ void checkAnew( hostServerTransaction *transaction, pbString *nonce, sipsnMessag
         proveSource( transaction, nonce );
         hostLedgerUse( server->ledger, nonce );
     }
-    start( transaction, Phase::CHECKING, createSession( server ), request );
+    startOrRefuse( transaction, Phase::CHECKING, createSession( server ), request );
 }
 
 // The library has nothing to check in sessions of this server.
 void passUnchecked( hostServerTransaction *transaction )
 {
-    start( transaction, Phase::CHECKING, createSession( transaction->server ), transaction->request );
+    startOrRefuse( transaction, Phase::CHECKING, createSession( transaction->server ), transaction->request );
 }
 
 void decide( hostServerTransaction *transaction )
@@ -153,11 +171,7 @@ hostServerTransaction *hostServerReceive( hostServer *server, hostPeer *peer, si
     transaction->binding = pb::share( binding );
     transaction->user = user;
     transaction->invite = method == SIPBN_METHOD_INVITE;
-    // Looked at before anything is counted: the guard would keep such a request from the library.
-    host::CallOrder order = {};
-    if( int64_t refusal = order.checkRequest( request ) )
-        settle( transaction, HOST_REASON_BAD_REQUEST, 400, hostRefusalName( host___Refuse( refusal ) ) );
-    else if( server->checks() )
+    if( server->checks() )
         decide( transaction );
     else
         passUnchecked( transaction );

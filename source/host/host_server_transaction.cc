@@ -131,7 +131,7 @@ pb::Ref<hostServerTransaction> createTransaction( hostServer *server, hostPeer *
     return transaction;
 }
 
-void start( hostServerTransaction *transaction, Phase phase, sipauthSession *session, sipsnMessage *request )
+int64_t start( hostServerTransaction *transaction, Phase phase, sipauthSession *session, sipsnMessage *request )
 {
     transaction->phase = phase;
     transaction->session = pb::share( session );
@@ -139,8 +139,7 @@ void start( hostServerTransaction *transaction, Phase phase, sipauthSession *ses
         phase == Phase::CHECKING ? watchedAnchor( transaction ) : anchorOn( transaction->server );
     transaction->guard = pb::own( hostServerGuardCreate( session, anchor ) );
     hostServerGuardAddAlertable( transaction->guard, transaction->alertable );
-    int64_t refusal = hostServerGuardRequestWrite( transaction->guard, request );
-    PB_ASSERT( refusal == HOST_REFUSAL_NONE );
+    return hostServerGuardRequestWrite( transaction->guard, request );
 }
 
 void finish( hostServerTransaction *transaction )

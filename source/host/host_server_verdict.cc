@@ -1,8 +1,10 @@
 // What a server makes of the library's decision: who was checked, which session is proven, what failed and why.
+#include "host/host_auth_algorithm_private.h"
 #include "host/host_private.h"
 #include "host/host_server_private.h"
 #include "host/host_watch.h"
 
+#include <pb/pb_std.hh>
 #include <sipauth/sipauth_digest_algorithm.h>
 #include <usr/usr_user.h>
 
@@ -57,7 +59,7 @@ void learn( hostServerTransaction *transaction )
         return;
     int64_t algorithm = SIPAUTH_DIGEST_ALGORITHM_MD5; // without the parameter (RFC 3261 section 22.4)
     if( auto name = pb::own( sipauthAuthorizationDigestAlgorithm( transaction->authorization ) ) )
-        algorithm = sipauthDigestAlgorithmFromString( name );
+        algorithm = tryAlgorithm( pb::text( name ) );
     if( algorithm != SIPAUTH_DIGEST_ALGORITHM_INVALID )
         hostProfilesLearn( server->profiles, transaction->peer, transaction->request, algorithm );
 }
@@ -88,7 +90,8 @@ void rechallenge( hostServerTransaction *transaction )
 {
     auto request = pb::share( transaction->request.get() );
     sipsnMessageDelHeaderCstr( request.inout(), credentialsHeader( transaction->server ), -1 );
-    start( transaction, Phase::RECHALLENGING, createSession( transaction->server ), request );
+    int64_t refusal = start( transaction, Phase::RECHALLENGING, createSession( transaction->server ), request );
+    PB_ASSERT( refusal == HOST_REFUSAL_NONE ); // it was taken before, with credentials
 }
 
 // What a client can put right with a new nonce and the same password: it is told so with stale=true.

@@ -16,6 +16,11 @@ void appendUnit( pb::Text &out, pbChar unit )
     out.format( "\\u%04!16i", static_cast<int64_t>( unit ) );
 }
 
+bool isPlain( char ch )
+{
+    return ch >= 0x20 && ch < 0x7F && ch != '"' && ch != '\\';
+}
+
 void appendEscaped( pb::Text &out, pbChar ch )
 {
     if( ch == '"' || ch == '\\' )
@@ -37,6 +42,16 @@ void appendEscaped( pb::Text &out, pbChar ch )
         appendUnit( out, 0xD800 + ( ( ch - 0x10000 ) >> 10 ) );
         appendUnit( out, 0xDC00 + ( ( ch - 0x10000 ) & 0x3FF ) );
     }
+}
+
+// A number of so many digits, and what follows it.
+void appendDigits( pb::Text &out, int64_t number, int64_t count, char behind )
+{
+    char *digits = out.room( count + 1 );
+    digits[count] = behind;
+    for( int64_t index = count - 1; index >= 0; index--, number /= 10 )
+        digits[index] = static_cast<char>( '0' + number % 10 );
+    out.wrote( count + 1 );
 }
 
 // Base64 with padding (RFC 4648, section 4). The base encodings are a module above the trace and out of reach here.
@@ -64,8 +79,13 @@ void tr___JsonAppendString( pb::Text *out, pbString *string )
     PB_ASSERT( string );
     const char *ascii = pbStringAscii( string );
     const pbChar *chars = ascii ? nullptr : pbStringBacking( string );
+    int64_t length = pbStringLength( string );
+    // Most texts have nothing to escape: their beginning, up to the first such character, is copied as it is.
+    int64_t plain = ascii ? std::find_if_not( ascii, ascii + length, isPlain ) - ascii : 0;
     out->appendChar( '"' );
-    for( int64_t index = 0; index < pbStringLength( string ); index++ )
+    if( plain )
+        out->append( ascii, plain );
+    for( int64_t index = plain; index < length; index++ )
         appendEscaped( *out, ascii ? static_cast<unsigned char>( ascii[index] ) : chars[index] );
     out->appendChar( '"' );
 }
@@ -77,10 +97,13 @@ void tr___JsonAppendTime( pb::Text *out, int64_t milliseconds )
     std::time_t seconds = static_cast<std::time_t>( milliseconds / 1000 );
     std::tm utc = {};
     gmtime_r( &seconds, &utc );
-    out->format( "%04i-%02i-%02iT%02i:%02i:%02i.%03iZ", static_cast<int64_t>( utc.tm_year ) + 1900,
-                 static_cast<int64_t>( utc.tm_mon ) + 1, static_cast<int64_t>( utc.tm_mday ),
-                 static_cast<int64_t>( utc.tm_hour ), static_cast<int64_t>( utc.tm_min ),
-                 static_cast<int64_t>( utc.tm_sec ), milliseconds % 1000 );
+    appendDigits( *out, utc.tm_year + 1900, 4, '-' );
+    appendDigits( *out, utc.tm_mon + 1, 2, '-' );
+    appendDigits( *out, utc.tm_mday, 2, 'T' );
+    appendDigits( *out, utc.tm_hour, 2, ':' );
+    appendDigits( *out, utc.tm_min, 2, ':' );
+    appendDigits( *out, utc.tm_sec, 2, '.' );
+    appendDigits( *out, milliseconds % 1000, 3, 'Z' );
 }
 
 namespace

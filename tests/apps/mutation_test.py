@@ -94,7 +94,7 @@ class Mutation(ToolCase):
         seen = set()
         for run in range(RUNS // 2):
             file = self.file("options.toml", mutated(options_test.EVERYTHING.encode(), self.chance))
-            arguments = (("options", "show"), ("options", "normalize"), ("challenge", "--options"))[run % 3]
+            arguments = (("settings", "show"), ("settings", "normalize"), ("challenge", "--options"))[run % 3]
             done = self.run_tool(*arguments, file)
             self.assertIn(done.status, (0, 1, 2), f"{(self.folder / 'options.toml').read_bytes()}: {done}")
             seen.add(done.status)

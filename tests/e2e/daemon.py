@@ -46,6 +46,17 @@ address = "{host}:{port}"
 {listeners}
 [object.daemon.config.registrar]
 database = "bindings.db"
+maxContacts = 1000
+# These give up when they are offered SHA-256, too.
+[object.daemon.config.profiles.userAgents.baresip]
+text = "baresip"
+profile = "legacy"
+[object.daemon.config.profiles.userAgents.sipp]
+text = "sipp"
+profile = "legacy"
+[object.daemon.config.profiles.userAgents.sipsak]
+text = "sipsak"
+profile = "legacy"
 [object.daemon.config.limits]
 {limits}
 [object.daemon.config.log]

@@ -44,7 +44,8 @@ class Flood(threading.Thread):
             source.setblocking(False)
             sockets.append((source, *source.getsockname()))
         start = time.monotonic()
-        while (self.elapsed := time.monotonic() - start) < self.seconds:
+        while self.elapsed < self.seconds:
+            self.elapsed = time.monotonic() - start
             while self.sent < self.elapsed * self.rate:
                 source, address, port = sockets[self.sent % SOURCES]
                 try:

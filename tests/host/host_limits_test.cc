@@ -7,6 +7,7 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <arpa/inet.h>
 
 namespace
@@ -187,6 +188,43 @@ TEST_F( Limits, TakeSixtyFourBitsOfIpv6ForASource )
     EXPECT_EQ( failures( "2001:db8::1", nullptr ), 5 );
     EXPECT_FALSE( mayCheck( "2001:db8::ffff:1", "alice" ) );
     EXPECT_TRUE( mayCheck( "2001:db8:0:1::1", "alice" ) );
+}
+
+// A bucket as one would count it by hand: parts of tokens, ten thousand of which make one.
+struct CountedBucket
+{
+    int64_t parts = 3 * 10'000;
+
+    void wait( int64_t milliseconds ) { parts = std::min<int64_t>( 3 * 10'000, parts + milliseconds ); }
+    bool hasToken() const { return parts >= 10'000; }
+    void take() { parts = std::max<int64_t>( 0, parts - 10'000 ); }
+};
+
+TEST_F( Limits, CountAsOneWouldByHand )
+{
+    set( HOST_SETTING_SOURCE_FAILURE_RATE, 0 );
+    hostLimitsSetSettings( limits, settings );
+    const char *names[] = { "a", "b", "c", "d" };
+    CountedBucket counted[4];
+    for( int64_t step = 0; step < 20'000; step++ )
+    {
+        int64_t which = pb___SimulationRandom( simulation, 4 );
+        int64_t pause = pb___SimulationRandom( simulation, 5'000 );
+        wait( pause );
+        for( CountedBucket &bucket : counted )
+            bucket.wait( pause );
+        ASSERT_EQ( mayCheck( "10.0.0.1", names[which] ), counted[which].hasToken() ) << step;
+        if( pb___SimulationRandom( simulation, 10 ) == 0 )
+        {
+            hostLimitsCheckPassed( limits, peer( "10.0.0.1" ), string( names[which] ) );
+            counted[which] = {};
+        }
+        else if( counted[which].hasToken() || pb___SimulationRandom( simulation, 2 ) )
+        {
+            hostLimitsCheckFailed( limits, peer( "10.0.0.1" ), string( names[which] ) );
+            counted[which].take();
+        }
+    }
 }
 
 TEST_F( Limits, TakeNoTokenForAsking )

@@ -431,6 +431,17 @@ TEST_F( Serving, AnswersARequestWhoseMethodsDifferWith400 )
     receive( replaced( requestOf( "REGISTER", 1 ), "CSeq: 1 REGISTER", "CSeq: 1 INVITE" ), udpPeer() ).clear();
     EXPECT_EQ( outcome(), "400" );
     EXPECT_EQ( count( HOST_REASON_BAD_REQUEST ), 1 );
+    EXPECT_EQ( hostServerTransactions( server ), 0 );
+    Phone alice = phone();
+    alice.send( "REGISTER" ).clear();
+    std::string wire = alice.sign( "REGISTER" );
+    receive( replaced( wire, " REGISTER\r\n", " INVITE\r\n" ), udpPeer() ).clear();
+    EXPECT_EQ( outcome(), "400" );
+    receive( wire, udpPeer() ).clear(); // its nonce was not used up
+    EXPECT_EQ( outcome(), "accepted" );
+    receive( replaced( alice.sign( "REGISTER" ), " REGISTER\r\n", " INVITE\r\n" ), udpPeer() ).clear();
+    EXPECT_EQ( outcome(), "400" ); // in her session
+    EXPECT_EQ( count( HOST_REASON_BAD_REQUEST ), 3 );
 }
 
 TEST_F( Serving, GivesEverythingBackWhenTheHostReleasesATransaction )

@@ -31,6 +31,36 @@ bool isStale( const std::string &wire )
     return linesOf( wire, "WWW-Authenticate" ).at( 0 ).find( "stale=true" ) != std::string::npos;
 }
 
+// What a directory with decoys makes of unknown users.
+class ServingDecoys : public Serving
+{
+protected:
+    ServingDecoys()
+    {
+        auto config = own( pbStoreCreate() );
+        pbStoreSetValueBoolCstr( config.inout(), "decoys", -1, 1 );
+        directory = own( usrDirectoryTryCreate( config, nullptr, nullptr ) );
+        EXPECT_TRUE( directory );
+        addUser( "alice", "wonderland" );
+        sipauthOptionsSetServerUsrDirectory( options.inout(), directory );
+        setting( HOST_SETTING_USER_FAILURE_BURST, 3 );
+    }
+
+    // The answers to some attempts in the name of a user, each CHANGED after it was signed.
+    std::string answersTo( const char *user, std::string ( *changed )( const std::string &wire ) )
+    {
+        std::string answers;
+        for( int attempt = 0; attempt < 5; attempt++ )
+        {
+            Phone somebody = phone( user, "wrong" );
+            somebody.send( "REGISTER" ).clear();
+            receive( changed( somebody.sign( "REGISTER" ) ), udpPeer() ).clear();
+            answers += outcome() + ( told.empty() ? "" : shapeOf( told[0].wire ) ) + "\n";
+        }
+        return answers;
+    }
+};
+
 // A directory without decoys, and with a driver that may fail.
 namespace plain
 {
@@ -550,4 +580,42 @@ TEST_F( ServingPlain, ALookupThatNeverEndsGivesItsPlaceBackInTime )
     EXPECT_EQ( outcome(), "503" );
     EXPECT_EQ( count( HOST_REASON_DIRECTORY ), 1 );
     EXPECT_EQ( count( HOST_REASON_LIMIT ), 0 );
+}
+
+TEST_F( ServingDecoys, AnswersAnUnknownUserLikeAWrongPassword )
+{
+    serve();
+    auto asItIs = []( const std::string &wire ) { return wire; };
+    EXPECT_EQ( answersTo( "nobody", asItIs ), answersTo( "alice", asItIs ) );
+    EXPECT_EQ( count( HOST_REASON_UNKNOWN_USER ), 3 );
+    EXPECT_EQ( count( HOST_REASON_WRONG_RESPONSE ), 3 );
+    EXPECT_EQ( count( HOST_REASON_LIMIT ), 4 );
+}
+
+TEST_F( ServingDecoys, AnswersAnUnknownUserLikeAnyOtherFailure )
+{
+    serve();
+    std::string ( *const changes[] )( const std::string &wire ) = {
+        []( const std::string &wire ) { return replaced( wire, "nc=00000001", "nc=00000007" ); },
+        []( const std::string &wire ) { return replaced( wire, "qop=auth", "qop=auth-int" ); },
+        []( const std::string &wire ) { return replaced( wire, "uri=\"sip:", "uri=\"sip:x" ); },
+        []( const std::string &wire ) { return replaced( wire, "algorithm=MD5", "algorithm=SHA256" ); },
+        []( const std::string &wire ) { return replaced( wire, "opaque=\"", "opaque=\"x" ); },
+    };
+    for( auto changed : changes )
+    {
+        std::string ofNobody = answersTo( "nobody", changed );
+        EXPECT_EQ( ofNobody, answersTo( "alice", changed ) );
+        pass( 600000 ); // the limits forget
+    }
+    EXPECT_EQ( count( HOST_REASON_PASSED ), 0 );
+}
+
+TEST_F( ServingDecoys, KnowsTheUserWhoIsReal )
+{
+    serve();
+    Phone alice = phone();
+    Transaction transaction = alice.login();
+    EXPECT_EQ( outcome(), "accepted" );
+    EXPECT_EQ( textOf( hostServerTransactionIdentity( transaction ) ), "alice" );
 }

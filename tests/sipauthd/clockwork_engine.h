@@ -80,6 +80,7 @@ public:
     void run() override { ADD_FAILURE(); }
     void stop() override { ADD_FAILURE(); }
     size_t transactions() const override { return 0; }
+    uint64_t malformed() const override { return 0; }
 
 private:
     class FakeTimer : public engine::Timer
