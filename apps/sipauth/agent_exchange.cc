@@ -125,8 +125,7 @@ std::string Attempt::build( sip::Message message, std::string_view via, const en
 {
     message.set( "Via", via );
     if( exchange_.contact_ )
-        message.set( "Contact",
-                     exchange_.agent_.contact( local, exchange_.hop_.transport ) + message.header( "Contact" ) );
+        message.set( "Contact", exchange_.agent_.contact( local, exchange_.hop_.transport ) );
     pb::Ref<sipsnMessage> leaving = message.ref();
     hostClientTransactionFilter( transaction_, HOST_SEND_KIND_REQUEST, leaving.inout() );
     sip::Message done( leaving );
