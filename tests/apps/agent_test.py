@@ -5,11 +5,12 @@ import socket
 import subprocess
 import threading
 
+import tool_case
+from tool_case import ToolCase
+
 import digest_oracle
 import sip_text
-import tool_case
 from agent_peer import Peer, later, now
-from tool_case import ToolCase
 
 ALGORITHMS = ("MD5", "MD5-sess", "SHA1", "SHA1-sess", "SHA224", "SHA224-sess", "SHA-256", "SHA-256-sess", "SHA384",
               "SHA384-sess", "SHA-512", "SHA-512-sess")
