@@ -93,9 +93,9 @@ struct Authority::Imp : Certificate
 {
 };
 
-Authority::Authority() : imp_( std::make_unique<Imp>() )
+Authority::Authority( const std::string &name ) : imp_( std::make_unique<Imp>() )
 {
-    fill( *imp_, "Test authority", 1 );
+    fill( *imp_, name, 1 );
     X509_set_issuer_name( imp_->x509, X509_get_subject_name( imp_->x509 ) );
     extend( imp_->x509, imp_->x509, NID_basic_constraints, "critical,CA:TRUE" );
     X509_sign( imp_->x509, imp_->key, EVP_sha256() );

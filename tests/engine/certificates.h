@@ -27,7 +27,7 @@ private:
 class Authority
 {
 public:
-    Authority();
+    explicit Authority( const std::string &name = "Test authority" );
     ~Authority();
     Authority( const Authority & ) = delete;
     Authority &operator=( const Authority & ) = delete;

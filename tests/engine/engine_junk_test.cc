@@ -72,8 +72,8 @@ std::string anyMessage( std::mt19937 &random, const std::string &transport, cons
     return random() % 4 ? message : response( message, int( random() % 700 ) );
 }
 
-// Whether a request still reaches the handler and is answered. It is repeated as by every phone: the flood before it may
-// have filled the socket.
+// Whether a request still reaches the handler and is answered. It is repeated as by every phone: the flood before it
+// may have filled the socket.
 void expectAlive( Rig &rig, const Address &server, const std::string &name )
 {
     UdpPeer phone;

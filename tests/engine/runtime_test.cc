@@ -56,7 +56,7 @@ TEST( Runtime, WakesUpForOtherThreads )
 {
     const auto engine = engine::createEngine( nullptr );
     const engine::Runtime runtime( *engine );
-    constexpr int rounds = 1000;
+    constexpr int rounds = 50;
     std::atomic<int> ran = 0;
     Process process(
         [&]
