@@ -38,8 +38,9 @@ struct Target
     std::string tlsName; ///< TLS: the name (or address) that the certificate must have
 };
 
-/// A request that came in. It becomes a transaction when start is called; a request that is only answered statelessly
-/// costs nothing afterwards. Kept alive by the engine until the transaction has ended, and by whoever holds it.
+/// A request that came in. It becomes a transaction when start is called, best at once: until then a retransmission is
+/// a new request. One that is only answered statelessly costs nothing afterwards. Kept alive by the engine until the
+/// transaction has ended, and by whoever holds it.
 class ServerTransaction
 {
 public:

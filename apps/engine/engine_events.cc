@@ -59,6 +59,8 @@ void EngineImp::adopt( Socket &socket, const struct sip_msg &message )
     socket.udp = datagrams;
     udp_rxsz_set( datagrams, datagramSize );
     udp_sockbuf_set( datagrams, socketBuffer );
+    // Beyond what the system allows everybody, where we may.
+    udp_setsockopt( datagrams, SOL_SOCKET, SO_RCVBUFFORCE, &socketBuffer, sizeof socketBuffer );
     udp_register_helper( nullptr, datagrams, 0, &EngineImp::onSendDatagram, &EngineImp::onDatagram, &socket );
 }
 

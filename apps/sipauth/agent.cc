@@ -75,23 +75,6 @@ void Agent::prepare( const Hop &hop )
         throw NetworkError( why );
 }
 
-uint64_t Agent::flowTo( const Hop &hop, size_t index ) const
-{
-    auto flow = flows_.find( { hop.transport, hop.addresses.at( index ) } );
-    return flow == flows_.end() ? 0 : flow->second;
-}
-
-void Agent::noteFlow( const engine::Peer &peer )
-{
-    if( peer.flow )
-        flows_[{ peer.transport, peer.remote }] = peer.flow;
-}
-
-void Agent::onFlowClosed( uint64_t flow )
-{
-    std::erase_if( flows_, [flow]( const auto &known ) { return known.second == flow; } );
-}
-
 pb::Ref<hostClientSession> Agent::newSession()
 {
     return pb::own( hostClientSessionCreate( client_ ) );
@@ -118,10 +101,14 @@ std::string Agent::contact( const engine::Address &local, engine::Transport tran
     if( !arguments_.contact.empty() )
         return arguments_.contact.find( '<' ) == std::string::npos ? fmt::format( "<{}>", arguments_.contact )
                                                                    : arguments_.contact;
-    std::string user = arguments_.identity().user;
-    return fmt::format(
-        "<sip:{}{}{}:{}{}>", user, user.empty() ? "" : "@", local.uriHost(), local.port,
-        transport == engine::Transport::Udp ? "" : fmt::format( ";transport={}", engine::nameOf( transport ) ) );
+    sip::Uri uri;
+    uri.scheme = "sip";
+    uri.user = arguments_.identity().user;
+    uri.host = local.uriHost();
+    uri.port = local.port; // 0, so none, where nobody can connect to us
+    if( transport != engine::Transport::Udp )
+        uri.parameters.set( "transport", engine::nameOf( transport ) );
+    return fmt::format( "<{}>", uri.text() );
 }
 
 namespace
@@ -170,7 +157,6 @@ std::unique_ptr<engine::Timer> Agent::after( int64_t milliseconds, std::function
 
 void Agent::onRequest( std::shared_ptr<engine::ServerTransaction> transaction )
 {
-    noteFlow( transaction->peer() );
     if( callee )
         callee->onRequest( std::move( transaction ) );
     else if( sip::Message request = sip::Message::decode( transaction->bytes(), nullptr, nullptr ) )
@@ -192,6 +178,9 @@ void Agent::onAck( std::shared_ptr<engine::ServerTransaction> transaction, std::
 
 // Nothing waits for it.
 void Agent::onStrayResponse( std::string_view, const engine::Peer & ) {}
+
+// The engine opens another one when it is needed.
+void Agent::onFlowClosed( uint64_t ) {}
 
 Exit Agent::run( const std::function<void()> &begin )
 {

@@ -11,7 +11,6 @@
 
 #include <host/host_client.h>
 
-#include <map>
 #include <set>
 
 namespace tool
@@ -58,8 +57,6 @@ public:
     bool verified( const Hop &hop ) const;
     /// Makes sure that requests can leave for a hop and come back.
     void prepare( const Hop &hop );
-    uint64_t flowTo( const Hop &hop, size_t index ) const;
-    void noteFlow( const engine::Peer &peer );
     void keep( std::shared_ptr<Exchange> exchange ) { exchanges_.push_back( std::move( exchange ) ); }
 
     pb::Ref<hostClientSession> newSession();
@@ -98,7 +95,6 @@ private:
     std::vector<std::shared_ptr<Exchange>> exchanges_;
     Hop firstHop_;
     std::set<std::pair<engine::Transport, bool>> listening_; ///< transports, for IPv4 or not
-    std::map<std::pair<engine::Transport, engine::Address>, uint64_t> flows_;
     bool finished_ = false;
     Exit exit_ = exitUsage;
     std::string outcome_;

@@ -4,6 +4,8 @@
 
 #include "agent.h"
 
+#include <map>
+
 namespace tool
 {
 

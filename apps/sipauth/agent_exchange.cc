@@ -125,8 +125,7 @@ std::string Attempt::build( sip::Message message, std::string_view via, const en
 {
     message.set( "Via", via );
     if( exchange_.contact_ )
-        message.set( "Contact",
-                     exchange_.agent_.contact( local, exchange_.hop_.transport ) + message.header( "Contact" ) );
+        message.set( "Contact", exchange_.agent_.contact( local, exchange_.hop_.transport ) );
     pb::Ref<sipsnMessage> leaving = message.ref();
     hostClientTransactionFilter( transaction_, HOST_SEND_KIND_REQUEST, leaving.inout() );
     sip::Message done( leaving );
@@ -145,8 +144,7 @@ void Attempt::sendRequest( const sip::Message &message )
         peer_ = fmt::format( "{} {}", engine::nameOf( hop.transport ), hop.addresses[address_].text() );
         auto builder = [self, message]( std::string_view via, const engine::Address &local )
         { return self->build( message, via, local ); };
-        sent_ = agent.engine().send( message.method(), hop.target( address_, agent.flowTo( hop, address_ ) ), builder,
-                                     self, &why );
+        sent_ = agent.engine().send( message.method(), hop.target( address_ ), builder, self, &why );
         if( sent_ )
         {
             if( cancelWanted_ )
@@ -174,10 +172,9 @@ void Attempt::failed( const std::string &why, bool timeout )
     exchange_.end( { {}, HOST_ANSWER_NONE, fmt::format( "{}: {}", peer_, why ) } );
 }
 
-void Attempt::onResponse( std::string_view bytes, const engine::Peer &peer )
+void Attempt::onResponse( std::string_view bytes, const engine::Peer & )
 {
     received_ = true;
-    exchange_.agent_.noteFlow( peer );
     std::string why;
     sip::Message response = sip::Message::decode( bytes, nullptr, &why );
     if( !response || response.isRequest() )
@@ -308,8 +305,7 @@ void Attempt::acknowledge( const sip::Message &ack, const Hop &hop )
 void Attempt::acknowledgeAgain()
 {
     if( !ackBytes_.empty() )
-        exchange_.agent_.engine().sendStateless( ackHop_->target( 0, exchange_.agent_.flowTo( *ackHop_, 0 ) ),
-                                                 ackBytes_ );
+        exchange_.agent_.engine().sendStateless( ackHop_->target(), ackBytes_ );
 }
 
 void Attempt::sendAck( sip::Message ack )
@@ -334,7 +330,7 @@ void Attempt::sendAck( sip::Message ack )
         ack.set( "Via", via );
         return ackBytes_ = filtered( ack, ackHop_->text() );
     };
-    if( !agent.engine().send( "ACK", ackHop_->target( 0, agent.flowTo( *ackHop_, 0 ) ), builder, nullptr, &why ) )
+    if( !agent.engine().send( "ACK", ackHop_->target(), builder, nullptr, &why ) )
         agent.ladder().note( fmt::format( "the ACK cannot be sent: {}", why ) );
 }
 

@@ -20,9 +20,10 @@ std::string Hop::text() const
     return fmt::format( "{} {}", engine::nameOf( transport ), addresses.front().text() );
 }
 
-engine::Target Hop::target( size_t index, uint64_t flow ) const
+// The engine uses a connection that is open to the same address.
+engine::Target Hop::target( size_t index ) const
 {
-    return { transport, addresses.at( index ), flow, host };
+    return { transport, addresses.at( index ), 0, host };
 }
 
 Hop hopOf( const sip::Uri &uri, engine::Transport fallback )

@@ -24,7 +24,7 @@ struct Hop
 
     /// "udp 192.0.2.1:5060": what credentials are bound to.
     std::string text() const;
-    engine::Target target( size_t index, uint64_t flow ) const;
+    engine::Target target( size_t index = 0 ) const;
 };
 
 /// The next hop of a URI (RFC 3263, without NAPTR and SRV). FALLBACK is the transport when the URI names none.

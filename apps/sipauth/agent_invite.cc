@@ -93,7 +93,7 @@ private:
             agent_.ladder().sent( hop.text(), ack, "not signed" );
             return ack.encode();
         };
-        if( !agent_.engine().send( "ACK", hop.target( 0, agent_.flowTo( hop, 0 ) ), builder, nullptr, &why ) )
+        if( !agent_.engine().send( "ACK", hop.target(), builder, nullptr, &why ) )
             agent_.ladder().note( fmt::format( "the ACK cannot be sent: {}", why ) );
     }
 

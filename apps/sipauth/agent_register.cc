@@ -145,7 +145,14 @@ void addRegister( CLI::App &app, Exit &result )
         ->check( CLI::Range( int64_t{ 0 }, int64_t{ 86400 } ) );
     command->add_flag( "--busy", arguments->busy, "Answer calls with 486" );
     command->add_flag( "--unregister", arguments->unregister, "Take the registration back at the end" );
-    command->callback( [arguments, &result] { result = run( *arguments ); } );
+    command->callback(
+        [arguments, &result]
+        {
+            // Whoever is registered is who asks for it, unless somebody else was named.
+            if( arguments->agent.user.empty() && arguments->agent.from.empty() )
+                arguments->agent.from = arguments->agent.uri;
+            result = run( *arguments );
+        } );
 }
 
 } // namespace tool

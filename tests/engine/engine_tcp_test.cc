@@ -226,13 +226,16 @@ TEST( EngineTcp, IsIdleWhileNothingHappens )
     TcpListener server;
     // Without a listener for IPv6 a transport of the stack is only there to connect.
     rig.send( tcp( *Address::parse( "[::1]:9" ) ), request( "MESSAGE", "VIA" ) )->events.next();
-    const auto used = [&] {
-        return rig.in( [] {
-            rusage usage{};
-            getrusage( RUSAGE_THREAD, &usage );
-            return usage.ru_utime.tv_sec * 1000000 + usage.ru_utime.tv_usec + usage.ru_stime.tv_sec * 1000000 +
-                   usage.ru_stime.tv_usec;
-        } );
+    const auto used = [&]
+    {
+        return rig.in(
+            []
+            {
+                rusage usage{};
+                getrusage( RUSAGE_THREAD, &usage );
+                return usage.ru_utime.tv_sec * 1000000 + usage.ru_utime.tv_usec + usage.ru_stime.tv_sec * 1000000 +
+                       usage.ru_stime.tv_usec;
+            } );
     };
     const auto before = used();
     EXPECT_FALSE( server.readable( 200 ) );

@@ -207,8 +207,8 @@ std::string request( const std::string &method, const std::string &via, const st
 std::string response( const std::string &request, int status, const std::string &tag )
 {
     std::string text = "SIP/2.0 " + std::to_string( status ) + " Reason\r\n";
-    size_t at = request.find( "\r\n" ) + 2;
-    for( size_t end = request.find( "\r\n", at ); end > at; end = request.find( "\r\n", at ) )
+    size_t at = std::min( request.find( "\r\n" ), request.size() - 2 ) + 2;
+    for( size_t end = request.find( "\r\n", at ); end > at && end != request.npos; end = request.find( "\r\n", at ) )
     {
         const std::string line = request.substr( at, end - at );
         at = end + 2;

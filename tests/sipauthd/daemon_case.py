@@ -61,8 +61,7 @@ audit = "audit.json"
 
 def parameters(line):
     """The parameters of a challenge."""
-    return {name: quoted if quoted is not None else plain
-            for name, quoted, plain in re.findall(r'(\w+)=(?:"([^"]*)"|([^\s,]+))', line)}
+    return {name: quoted or plain for name, quoted, plain in re.findall(r'(\w+)=(?:"([^"]*)"|([^\s,]+))', line)}
 
 
 class Response:
@@ -185,8 +184,9 @@ class Daemon:
         self.file = self.folder / "sipauthd.toml"
         self.configure(configuration)
         self.log = self.folder / "stderr.log"
-        self.process = subprocess.Popen([program, "--config", str(self.file)], stdin=subprocess.DEVNULL,
-                                        stdout=subprocess.DEVNULL, stderr=self.log.open("ab"))
+        with self.log.open("wb") as log:
+            self.process = subprocess.Popen([program, "--config", str(self.file)], stdin=subprocess.DEVNULL,
+                                            stdout=subprocess.DEVNULL, stderr=log)
         self.wait_for(r" info ready\n", "the daemon does not start")
 
     def configure(self, text):
@@ -212,13 +212,13 @@ class Daemon:
         port = re.search(rf"listening on {transport} 127\.0\.0\.1:(\d+)", self.text()).group(1)
         return "127.0.0.1", int(port)
 
-    def signal(self, number):
+    def send_signal(self, number):
         self.process.send_signal(number)
 
     def end(self, number=signal.SIGTERM):
         """Ends the daemon; gives its exit status."""
         if self.process.poll() is None:
-            self.signal(number)
+            self.send_signal(number)
         return self.process.wait(SECONDS)
 
 

