@@ -106,9 +106,10 @@ void Proxy::routeAck( const sip::Message &ack, const engine::Peer &peer )
     if( !routing.inDialog || routing.hops.empty() || !routing.hops.front().target )
         return;
     const NextHop &hop = routing.hops.front();
-    auto build = [message = routing.request,
+    auto build = [message = routing.request, realm = imp_->context.config.realm,
                   mark = viaMark( imp_->router.seal(), ack )]( std::string_view via, const engine::Address & ) mutable
     {
+        removeCredentials( message, realm );
         decrementMaxForwards( message );
         message.prepend( "Via", std::string( via ) + ";" + viaMarkName + "=" + mark );
         return message.encode();

@@ -167,6 +167,7 @@ std::string Forwarding::build( const NextHop &hop, const engine::Target &target,
                                const engine::Address &local ) const
 {
     sip::Message message = routing_.request.withUri( hop.uri );
+    removeCredentials( message, context_.config.realm );
     decrementMaxForwards( message );
     const bool fromTrusted = context_.router.isTrusted( peer_.remote );
     const bool toTrusted = hop.trusted || context_.router.isTrusted( target.remote );

@@ -1,6 +1,8 @@
 // The headers of messages that a proxy forwards.
 #include "sipauthd/proxy_headers.h"
 
+#include <host/host_bridge.h>
+
 #include <algorithm>
 #include <charconv>
 
@@ -106,6 +108,15 @@ bool hasOurVia( const Seal &seal, const sip::Message &response )
     const auto via = items.empty() ? std::nullopt : sip::Via::parse( items.front() );
     const std::string *mark = via ? via->parameters.find( viaMarkName ) : nullptr;
     return mark && mark->starts_with( transactionMark( seal, response ) );
+}
+
+void removeCredentials( sip::Message &request, const std::string &realm )
+{
+    if( !request.has( "Proxy-Authorization" ) )
+        return;
+    pb::Ref<sipsnMessage> changed = request.ref();
+    hostBridgeStripCredentials( changed.inout(), 1, sip::stringOf( realm ) );
+    request = sip::Message( changed );
 }
 
 void decrementMaxForwards( sip::Message &request )

@@ -30,6 +30,8 @@ bool hasOurVia( const Seal &seal, const sip::Message &response );
 /// The name of that parameter.
 inline constexpr char viaMarkName[] = "sd";
 
+/// Takes out the credentials for our realm, which are for us alone; those for others stay.
+void removeCredentials( sip::Message &request, const std::string &realm );
 /// One hop less; 70 when the request named none.
 void decrementMaxForwards( sip::Message &request );
 /// Takes out what only neighbours whom we trust may claim (RFC 3325), and says who sent the request when we know.

@@ -4,6 +4,7 @@
 #include "fake_engine.h"
 
 #include <gtest/gtest.h>
+#include <host/host_module.h>
 #include <sipsn/sipsn_message.h>
 
 namespace
@@ -49,7 +50,7 @@ struct FakeRequest : Request
 class ProxyTest : public testing::Test
 {
 protected:
-    ProxyTest() : started_( pbModuleStart( sipsnModule() ) )
+    ProxyTest() : started_( pbModuleStart( hostModule() ) )
     {
         config.realm = "example.org";
         config.domains = { "example.org" };
@@ -60,7 +61,7 @@ protected:
         requests.clear();
         proxy_.reset();
         engine.sent.clear();
-        pbModuleStop( sipsnModule() );
+        pbModuleStop( hostModule() );
     }
 
     Proxy &proxy()
@@ -298,6 +299,28 @@ TEST_F( ProxyTest, RoutesTheRequestsOfADialogToTheOtherSide )
     back.set( "From", "<sip:bob@example.org>;tag=b1" );
     serve( back, "", "198.51.100.7:5070" );
     EXPECT_EQ( engine.sent.at( 3 )->target.remote.text(), "192.0.2.1:5060" );
+}
+
+TEST_F( ProxyTest, KeepsOurCredentialsToItselfInDialogsToo )
+{
+    bind( "bob", "sip:bob@198.51.100.7:5070", "198.51.100.7:5070" );
+    serve( "INVITE", "sip:bob@example.org" );
+    answer( 0, 200 );
+    auto credentials = []( const std::string &realm )
+    {
+        return "Proxy-Authorization: Digest username=\"alice\", realm=\"" + realm +
+               "\", nonce=\"n\", uri=\"sip:bob@198.51.100.7\", response=\"0123456789abcdef0123456789abcdef\"\r\n";
+    };
+    const std::string more = "Route: " + sent( 0 ).header( "Record-Route" ) + "\r\n" + credentials( "example.org" ) +
+                             credentials( "example.com" );
+    proxy().routeAck( decode( text( "ACK", "sip:bob@198.51.100.7", more, "b1" ) ), requests[0]->peer() );
+    serve( decode( text( "BYE", "sip:bob@198.51.100.7", more, "b1" ) ), "" );
+    ASSERT_EQ( engine.sent.size(), 3u );
+    for( size_t branch : { 1, 2 } )
+    {
+        ASSERT_EQ( sent( branch ).lines( "Proxy-Authorization" ).size(), 1u );
+        EXPECT_NE( sent( branch ).header( "Proxy-Authorization" ).find( "example.com" ), std::string::npos );
+    }
 }
 
 TEST_F( ProxyTest, DoesNotTakeATokenOfAnotherCall )

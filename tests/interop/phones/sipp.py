@@ -14,6 +14,6 @@ class Sipp(client.Client):
         file = os.path.join(HERE, scenario)
         which = ["-sf", file] if os.path.exists(file) else ["-sn", scenario]
         command = [client.find("sipp"), server, *which, "-m", str(calls), "-nostdin", "-i", client.HOST, "-s", user,
-                   "-au", user, "-ap", password, "-auth_uri", domain, "-timeout", "20s", "-timeout_error", "-t",
+                   "-au", user, "-ap", password, "-auth_uri", domain, "-timeout", "20s", "-timeout_error", "-trace_msg", "-message_file", self.folder + "/messages.log", "-t",
                    transport]
         self.start(command + (["-p", str(port)] if port else []))
