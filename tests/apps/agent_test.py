@@ -202,6 +202,7 @@ class OverTls(AgentCase):
             done = self.agent(0, "register", peer, "--ca", authority)
             self.assertEqual(done.err, "")
         self.assertEqual(peer.problems, [])
+        self.assertRegex(sip_text.headers(peer.requests[0], "Contact")[0], r"^<sip:alice@127\.0\.0\.1;transport=tls>$")
 
     def test_verifies_the_server(self):
         path, _ = self.certificate("127.0.0.1")
@@ -428,6 +429,17 @@ class Listening(AgentCase):
         self.assertEqual(sip_text.headers(accepted, "To"), sip_text.headers(peer.responses[1], "To"))
         self.assertIn("a=inactive", sip_text.body(accepted).decode())
         self.assertEqual(sip_text.headers(peer.requests[-1], "Expires"), ["0"])
+
+    def test_answers_with_the_address_that_it_registered(self):
+        def work():
+            self.call(peer, "INVITE", 1)
+            peer.wait(lambda _: len(peer.responses) >= 2)
+            self.call(peer, "ACK", 1)
+        for transport in ("udp", "tcp"):
+            with self.subTest(transport), Peer(transport=transport) as peer:
+                self.while_listening(peer, work)
+                contacts = {sip_text.headers(message, "Contact")[0] for message in peer.requests + peer.responses}
+                self.assertEqual(len(contacts), 1, contacts)
 
     def test_is_busy_when_told_so(self):
         def work():
