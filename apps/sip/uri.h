@@ -17,12 +17,13 @@ namespace sip
 class Parameters
 {
 public:
-    static Parameters parse( std::string_view text ); ///< ";a=b;c", or "" for none
+    static Parameters parse( std::string_view text );       ///< ";a=b;c", or "" for none
     const std::string *find( std::string_view name ) const; ///< null when there is none; "" when it has no value
     bool has( std::string_view name ) const { return find( name ) != nullptr; }
     void set( std::string_view name, std::string_view value ); ///< an empty value: the name alone
     void remove( std::string_view name );
     std::string text() const;
+    const std::vector<std::pair<std::string, std::string>> &items() const { return items_; }
 
 private:
     std::vector<std::pair<std::string, std::string>> items_;
@@ -37,8 +38,11 @@ struct Uri
     Parameters parameters;
     std::string headers; ///< what follows '?', without it
 
+    /// None for what is no URI, has white space, controls, quotes or angle brackets in it, a second '@', or more than
+    /// 64 parameters. A tel URI has its number as user and no host; of other schemes than these three all is in user.
     static std::optional<Uri> parse( std::string_view text );
     std::string text() const;
+    bool isSip() const { return scheme == "sip" || scheme == "sips"; }
     /// The user with its escapes decoded, without password.
     std::string userName() const;
     /// "sip:user@host" with port when there is one: the address of record that it names (RFC 3261 section 10.3 step 5);
@@ -52,7 +56,7 @@ bool equivalent( const Uri &a, const Uri &b );
 struct NameAddress
 {
     std::string display; ///< as it stands, quotes kept
-    std::string uriText; ///< as it stands, without brackets
+    std::string uriText; ///< as it stands, without brackets; when empty, the text is made from the URI
     Uri uri;
     Parameters parameters; ///< those of the header, such as tag
 
@@ -63,7 +67,7 @@ struct NameAddress
 struct Via
 {
     std::string transport; ///< "UDP"
-    std::string host;
+    std::string host;      ///< as it stands; IPv6 in brackets
     uint16_t port = 0;
     Parameters parameters;
 
@@ -76,6 +80,12 @@ struct Via
 std::vector<std::string_view> splitList( std::string_view value );
 /// Whether two texts are equal but for letter case (ASCII).
 bool equalIgnoringCase( std::string_view a, std::string_view b );
+/// The text with 'A' to 'Z' in lower case.
+std::string lowerCase( std::string_view text );
+/// The text without blanks, tabs and line ends around it.
+std::string_view trimmed( std::string_view text );
+/// A text of decimal digits and nothing else as a number of at most MAXIMUM; none for any other.
+std::optional<uint64_t> numberOf( std::string_view digits, uint64_t maximum );
 
 } // namespace sip
 

@@ -1,6 +1,8 @@
-// sipauth: parses, answers, checks and makes SIP authentication headers, shows options and traces, and administrates
-// users.
+// sipauth: parses, answers, checks and makes SIP authentication headers, shows options and traces, administrates users,
+// and is a user agent.
 #include "commands.h"
+
+#include "sipauthd/config_object.h"
 
 #include <sipauth/sipauth_module.h>
 
@@ -12,8 +14,8 @@
 
 static int run( int argc, char **argv )
 {
-    CLI::App app( "SIP authentication (HTTP Digest and Basic): parse, answer, check and make its headers.\n"
-                  "Exit status: 0 yes, 1 no, 2 wrong usage or unreadable input.",
+    CLI::App app( "SIP authentication (HTTP Digest and Basic): parse, answer, check and make its headers; log in.\n"
+                  "Exit status: 0 yes, 1 no, 2 wrong usage or unreadable input, 3 the network fails.",
                   "sipauth" );
     app.require_subcommand( 1 );
     app.set_version_flag( "--version", std::string( "sipauth " ) + pbModuleVersionText( sipauthModule() ) );
@@ -22,10 +24,14 @@ static int run( int argc, char **argv )
     tool::addAnswer( app, result );
     tool::addCheck( app, result );
     tool::addChallenge( app, result );
-    tool::addOptions( app, result );
+    tool::addSettings( app, result );
     tool::addConfig( app, result );
     tool::addTrace( app, result );
     tool::addUser( app, result );
+    tool::addRegister( app, result );
+    tool::addOptions( app, result );
+    tool::addMessage( app, result );
+    tool::addInvite( app, result );
     try
     {
         app.parse( argc, argv );
@@ -55,7 +61,11 @@ int main( int argc, char **argv )
     // What a configuration may name.
     usrSqliteRegister();
     usrPostgresRegister();
-    int result = run( argc, argv );
+    int result = 0;
+    {
+        sipauthd::ConfigSort daemonSort;
+        result = run( argc, argv );
+    }
     usrPostgresUnregister();
     usrSqliteUnregister();
     pbModuleStop( sipauthModule() );

@@ -21,7 +21,8 @@ enum Exit
 {
     exitYes = 0,
     exitNo = 1,
-    exitUsage = 2
+    exitUsage = 2,
+    exitNetwork = 3 ///< only of the user agent: no answer, or no way to send
 };
 
 /// A mistake of the caller; told on standard error, ends the tool with exitUsage.

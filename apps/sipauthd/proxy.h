@@ -1,5 +1,5 @@
-// The proxy (RFC 3261 section 16): forwards requests statefully to registered contacts or upstream, and routes what belongs
-// to dialogs that began through it.
+// The proxy (RFC 3261 section 16): forwards requests statefully to registered contacts or upstream, and routes what
+// belongs to dialogs that began through it.
 #ifndef SIPAUTHD_PROXY_H
 #define SIPAUTHD_PROXY_H
 

@@ -1,5 +1,5 @@
-// A request that is to be served: checked by the library, or one that needs no check. What a service answers takes the way
-// back through the library's co-transaction when there is one.
+// A request that is to be served: checked by the library, or one that needs no check. What a service answers takes the
+// way back through the library's co-transaction when there is one.
 #ifndef SIPAUTHD_REQUEST_H
 #define SIPAUTHD_REQUEST_H
 

@@ -1,5 +1,7 @@
-// The guard of a client co-transaction: as hostServerGuard, for the client's side. It takes forked 2xx responses of other
-// dialogs past the library, and runs a send filter once for each message.
+// The guard of a client co-transaction: as hostServerGuard, for the client's side. Only the first final response of an
+// INVITE passes through the library: forked 2xx of other dialogs and repeated ones are refused ("second-final"), and
+// the host handles them without it. Each send filter is handed out once, with its message: who sends the message again
+// repeats the bytes.
 #ifndef HOST_HOST_CLIENT_GUARD_H
 #define HOST_HOST_CLIENT_GUARD_H
 
@@ -40,18 +42,30 @@ PB_EXPORT void hostClientGuardAdd( hostClientGuard *guard, pbAlertable *alertabl
 /// Takes them out again.
 PB_EXPORT void hostClientGuardDel( hostClientGuard *guard, pbAlertable *alertable, pbSignalable *signalable );
 
-/// The writes return HOST_REFUSAL_NONE when the message was written, else why not. A CANCEL before a provisional response
-/// is parked and written with the first one (RFC 3261 section 9.1); a final response that comes first drops it.
+// The writes return HOST_REFUSAL_NONE when the message was written (or parked, for a CANCEL), else why not: "ended"
+// once the co-transaction has ended in error.
+
+/// Writes the request, which is neither CANCEL nor ACK.
 PB_EXPORT int64_t hostClientGuardRequestWrite( hostClientGuard *guard, sipsnMessage *request );
+/// Writes a response that was received. None before the request has been read, since nobody answers what was not sent;
+/// and none after a final one.
 PB_EXPORT int64_t hostClientGuardResponseWrite( hostClientGuard *guard, sipsnMessage *response );
+/// A CANCEL before a provisional response is parked and written after the first one (RFC 3261 section 9.1). A final
+/// response that comes first, or an error, drops it.
 PB_EXPORT int64_t hostClientGuardCancelWrite( hostClientGuard *guard, sipsnMessage *cancel );
+/// Writes the ACK for the final response to an INVITE, once.
 PB_EXPORT int64_t hostClientGuardAckWrite( hostClientGuard *guard, sipsnMessage *ack );
 
-/// The reads give a new reference or null; *FILTER (may be null) is set to the send filter or to null; what it held is
-/// released.
+// The reads give a new reference or null; *FILTER is set to the send filter or to null, what it held is released.
+// FILTER may be null.
+
+/// The request to send.
 PB_EXPORT sipsnMessage *hostClientGuardRequestRead( hostClientGuard *guard, siptpSendFilter **filter );
+/// The next response to deliver.
 PB_EXPORT sipsnMessage *hostClientGuardResponseRead( hostClientGuard *guard );
+/// The CANCEL to send.
 PB_EXPORT sipsnMessage *hostClientGuardCancelRead( hostClientGuard *guard, siptpSendFilter **filter );
+/// The ACK to send.
 PB_EXPORT sipsnMessage *hostClientGuardAckRead( hostClientGuard *guard, siptpSendFilter **filter );
 
 /// 1 once the co-transaction has ended in error, else 0.

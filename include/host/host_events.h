@@ -31,11 +31,11 @@ PB_EXPORT pbBool hostEventsEquals( hostEvents *objA, hostEvents *objB );
 
 /// New events, all counters 0, without listener.
 PB_EXPORT hostEvents *hostEventsCreate( void );
-/// Has each event given to LISTENER( CONTEXT, LINE, LENGTH ): one JSON object in ASCII, without line end, valid during
-/// the call. Members: "time" (UTC, "2026-01-31T23:59:59.999Z"), "reason", "peer", "listener", "method", "status" (of our
-/// answer, missing without one), "user" (as claimed in the credentials, cut to 256 code points), "identity" (the user
-/// that was checked, after a success only), "realm", "callId" (cut likewise), "note"; those that are unknown are
-/// missing. Null for none; without a listener no line is built.
+/// Has each event given to LISTENER( CONTEXT, LINE, LENGTH ): one JSON object in printable ASCII, without line end,
+/// valid during the call. Members, in this order, those missing that are unknown: "time" (UTC,
+/// "2026-01-31T23:59:59.999Z"), "reason", "peer", "listener", "method", "status" (of our answer), "user" (as claimed in
+/// the credentials), "identity" (the user that was checked, after a success only), "realm", "callId", "note". Texts are
+/// cut to 256 code points; U+FFFD stands for a surrogate. Null for none; without a listener no line is built.
 PB_EXPORT void hostEventsSetListener( hostEvents *events,
                                       void ( *listener )( void *context, const char *line, int64_t length ),
                                       void *context );

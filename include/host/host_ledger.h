@@ -1,6 +1,6 @@
 // The nonce ledger: which nonces were issued, when, to whom, and what became of them. Its memory is bounded: when it is
 // full the oldest nonce is forgotten, and counts as one that is not ours from then on. Nonces are kept as 128-bit keyed
-// hashes.
+// hashes. A ledger is for one thread at a time.
 #ifndef HOST_HOST_LEDGER_H
 #define HOST_HOST_LEDGER_H
 
@@ -36,8 +36,8 @@ PB_EXPORT int64_t hostLedgerCompare( hostLedger *objA, hostLedger *objB );
 /// 1 when hostLedgerCompare gives 0, else 0.
 PB_EXPORT pbBool hostLedgerEquals( hostLedger *objA, hostLedger *objB );
 
-/// A new ledger for at most CAPACITY nonces (at least 1) that can be answered for EXPIRATION milliseconds (at least 1).
-/// It keeps them beyond that, as expired or used, as long as there is room.
+/// A new ledger for at most CAPACITY nonces (1 to 2147483647) that can be answered for EXPIRATION milliseconds (at
+/// least 1). It keeps them beyond that, as expired or used, as long as there is room.
 PB_EXPORT hostLedger *hostLedgerCreate( int64_t capacity, int64_t expiration );
 /// Another expiration from now on, also for the nonces that are there.
 PB_EXPORT void hostLedgerSetExpiration( hostLedger *ledger, int64_t expiration );
@@ -49,8 +49,9 @@ PB_EXPORT int64_t hostLedgerLook( hostLedger *ledger, pbString *nonce );
 PB_EXPORT pbBool hostLedgerIssuedTo( hostLedger *ledger, pbString *nonce, hostPeer *peer );
 /// Notes an outstanding nonce as used. One that is not there, or not outstanding, stays as it is.
 PB_EXPORT void hostLedgerUse( hostLedger *ledger, pbString *nonce );
-/// How many nonces it has, and how many it has room for.
+/// How many nonces it has.
 PB_EXPORT int64_t hostLedgerLength( hostLedger *ledger );
+/// How many nonces it has room for.
 PB_EXPORT int64_t hostLedgerCapacity( hostLedger *ledger );
 
 PB_END_DECLS

@@ -1,6 +1,7 @@
 // Limits on what one party may cause: token buckets for challenges and failed checks, the number of checks that wait for
 // the directory, the health of the directory, and how much may be sent to a UDP source that has proven nothing. Memory
-// is bounded: of each kind of bucket at most HOST_SETTING_BUCKETS_MAX are kept, and full ones are forgotten first.
+// is bounded: of each kind of bucket at most HOST_SETTING_BUCKETS_MAX are kept. When there is no room, one of a few picked
+// at random is forgotten: a full one, else the one with most tokens.
 #ifndef HOST_HOST_LIMITS_H
 #define HOST_HOST_LIMITS_H
 
@@ -60,7 +61,9 @@ PB_EXPORT pbBool hostLimitsDirectoryHealthy( hostLimits *limits );
 /// 1 when BYTES may be sent to PEER in answer to RECEIVED bytes. Always so over TCP and TLS, and for a UDP source that
 /// was proven, see below; others get at most HOST_SETTING_AMPLIFICATION times what they sent.
 PB_EXPORT pbBool hostLimitsMaySend( hostLimits *limits, hostPeer *peer, int64_t received, int64_t bytes );
-/// PEER answered one of our challenges that was sent to its address, so the address is its own. Remembered for a while.
+/// PEER answered one of our challenges that was sent to its address, so the address (whatever the port) is its own.
+/// Remembered for ten minutes, of at most HOST_SETTING_BUCKETS_MAX addresses; the oldest are forgotten first. Nothing
+/// happens for TCP and TLS.
 PB_EXPORT void hostLimitsSourceProven( hostLimits *limits, hostPeer *peer );
 
 PB_END_DECLS

@@ -1,6 +1,6 @@
-// Profiles: how challenges are shaped for which peers. The profile of a peer is, in this order: the one of its listener,
-// the one of its network, the one of its User-Agent, the one that was learned, the default. What the more specific rule
-// says wins: of several networks the longest, of several User-Agents the longest text.
+// Profiles: how challenges are shaped for which peers. The profile of a peer is, in this order: the one of its
+// listener, the one of its network, the one of its User-Agent, the one that was learned, the default. What the more
+// specific rule says wins: of several networks the longest, of several User-Agents the longest text.
 #ifndef HOST_HOST_PROFILES_H
 #define HOST_HOST_PROFILES_H
 
@@ -16,6 +16,8 @@ typedef int64_t HOST_PROFILE;
 #define HOST_PROFILE_DEFAULT 1 /* "default": at most two lines, SHA-256 then MD5 (never "-sess"), qop "auth" */
 #define HOST_PROFILE_LEGACY 2  /* "legacy": one line, MD5 with qop "auth" */
 #define HOST_PROFILE_COUNT 3
+/// Whether a value is one of the enumeration.
+#define HOST_PROFILE_OK( profile ) ( (uint64_t) ( profile ) < HOST_PROFILE_COUNT )
 
 /// Profiles of peers.
 typedef struct hostProfiles hostProfiles;
@@ -52,8 +54,9 @@ PB_EXPORT int64_t hostProfilesOf( hostProfiles *profiles, hostPeer *peer, sipsnM
 PB_EXPORT void hostProfilesLearn( hostProfiles *profiles, hostPeer *peer, sipsnMessage *request, int64_t algorithm );
 /// Whether profiles are learned; not at first.
 PB_EXPORT void hostProfilesSetLearn( hostProfiles *profiles, pbBool learn );
-/// A profile's name ("strict"...), static C text, and the profile of a name, -1 for none.
+/// A profile's name ("strict"...), static C text.
 PB_EXPORT const char *hostProfileName( int64_t profile );
+/// The profile of a name; -1 for none.
 PB_EXPORT int64_t hostProfileTryFromName( pbString *name );
 
 PB_END_DECLS

@@ -36,6 +36,8 @@ typedef int64_t HOST_REASON;
 #define HOST_REASON_UNCHECKED 24          /* "unchecked": passed without a check, on the strength of its session */
 #define HOST_REASON_OTHER 25              /* "other": refused, and none of the library's lines told why */
 #define HOST_REASON_COUNT 26
+/// Whether a number is one of the reasons.
+#define HOST_REASON_OK( reason ) ( ( reason ) >= 0 && ( reason ) < HOST_REASON_COUNT )
 
 /// A reason's name: static C text; aborts with "HOST_REASON_OK( reason )" for a number outside.
 PB_EXPORT const char *hostReasonName( int64_t reason );

@@ -65,7 +65,7 @@ PB_EXPORT hostServer *hostServerCreate( sipauthStack *stack, uint64_t sessionFla
                                         hostProfiles *profiles, hostEvents *events, trAnchor *anchor );
 /// Another configuration from now on; sessions, ledger and limits stay.
 PB_EXPORT void hostServerSetSettings( hostServer *server, hostSettings *settings, hostProfiles *profiles );
-/// Who is told what. CONTEXT is the first argument of each; a transaction that is given is borrowed.
+/// Who is told what. CONTEXT is the first argument of each; a transaction that is given is borrowed. Each may be null.
 ///   accepted  the request passed: the host serves it, and answers with hostServerTransactionRespond
 ///   send      send this response; FLAGS are HOST_SEND values
 ///   drop      nothing is sent and nothing will come: forget the transaction
@@ -81,23 +81,27 @@ PB_EXPORT void hostServerSetHandler(
 /// Takes in a new request (never a retransmission, CANCEL or ACK; these abort with "method != SIPBN_METHOD_CANCEL" and
 /// so on). RECEIVED is its number of bytes on the wire. BINDING names what the request belongs to: for a REGISTER the
 /// address of record with the contact, for others a dialog or call; requests with the same binding (and flow) share a
-/// session. USER is a pointer of the host's own. A new reference of the transaction.
+/// session, once one has passed with credentials: until then each has a session of its own. USER is a pointer of the host's own. A new reference of the transaction.
 PB_EXPORT hostServerTransaction *hostServerReceive( hostServer *server, hostPeer *peer, sipsnMessage *request,
                                                     int64_t received, pbString *binding, void *user );
 /// Drops all sessions of a binding, for example when its registration ends, or its dialog.
 PB_EXPORT void hostServerDropSessions( hostServer *server, pbString *binding );
 /// Drops all sessions: every client is challenged anew. For example when users changed.
 PB_EXPORT void hostServerDropAllSessions( hostServer *server );
-/// How many sessions, nonces, transactions there are.
+/// The number of proven sessions.
 PB_EXPORT int64_t hostServerSessions( hostServer *server );
+/// The number of nonces in the ledger.
 PB_EXPORT int64_t hostServerNonces( hostServer *server );
+/// The number of transactions that are under way.
 PB_EXPORT int64_t hostServerTransactions( hostServer *server );
 
-/// 1 when the answer will be a challenge sent with HOST_SEND_STATELESS, so that the engine needs no transaction for it.
-/// Known as soon as hostServerReceive returns.
+/// 1 when the answer will be sent with HOST_SEND_STATELESS, so that the engine needs no transaction for it: a challenge of
+/// a request without credentials that count, or what was decided without the library (400, 503, or drop). Known as soon
+/// as hostServerReceive returns.
 PB_EXPORT pbBool hostServerTransactionStateless( hostServerTransaction *transaction );
-/// The host's pointer; it may be changed.
+/// The host's pointer.
 PB_EXPORT void *hostServerTransactionUser( hostServerTransaction *transaction );
+/// Another one from now on.
 PB_EXPORT void hostServerTransactionSetUser( hostServerTransaction *transaction, void *user );
 /// The peer, a new reference.
 PB_EXPORT hostPeer *hostServerTransactionPeer( hostServerTransaction *transaction );

@@ -46,6 +46,8 @@ typedef int64_t HOST_SETTING;
 #define HOST_SETTING_CLIENT_BACKOFF 26           /* "clientBackoff": 1000 ms, doubled after each failure */
 #define HOST_SETTING_CLIENT_BACKOFF_MAX 27       /* "clientBackoffMax": 60000 ms */
 #define HOST_SETTING_COUNT 28
+/// Whether a number is one of the settings.
+#define HOST_SETTING_OK( setting ) ( ( setting ) >= 0 && ( setting ) < HOST_SETTING_COUNT )
 
 /// Settings; a value that setters copy on write.
 typedef struct hostSettings hostSettings;
@@ -80,7 +82,7 @@ PB_EXPORT pbStore *hostSettingsStore( hostSettings *settings, int64_t storeFlags
 PB_EXPORT int64_t hostSettingsValue( hostSettings *settings, int64_t setting );
 /// Sets a value, which must be within its bounds ("hostSettingValueOk( setting, value )").
 PB_EXPORT void hostSettingsSetValue( hostSettings **settings, int64_t setting, int64_t value );
-/// 1 when a setting may have this value, else 0.
+/// 1 when a setting may have this value, else 0. Here, too, and below, a SETTING outside the table aborts.
 PB_EXPORT pbBool hostSettingValueOk( int64_t setting, int64_t value );
 /// The key: static C text.
 PB_EXPORT const char *hostSettingKey( int64_t setting );

@@ -75,6 +75,12 @@ PB_EXPORT int64_t sipsnMessageLinesLength( sipsnMessage *message );
 PB_EXPORT pbString *sipsnMessageLineNameAt( sipsnMessage *message, int64_t index );
 /// The value of the header line at INDEX in message order, unfolded, without white space around it.
 PB_EXPORT pbString *sipsnMessageLineValueAt( sipsnMessage *message, int64_t index );
+/// The index of the first header line of a name at INDEX or after it, -1 when there is none. NAME is its long or compact
+/// form in any letter case; a length of -1 means up to the NUL. INDEX is at least 0 and at most the number of lines.
+PB_EXPORT int64_t sipsnMessageLineFindCstr( sipsnMessage *message, const char *name, int64_t length, int64_t index );
+/// The value of the header line at INDEX as its bytes stand in the message, still folded, without white space around it
+/// and without NUL at the end; *LENGTH is set to their number. Valid as long as the message lives unchanged.
+PB_EXPORT const char *sipsnMessageLineBytesAt( sipsnMessage *message, int64_t index, int64_t *length );
 /// The header of a name with all its lines in order; null when the message has none. NAME is its long form in any
 /// letter case; lines under the compact form count.
 PB_EXPORT sipsnMessageHeader *sipsnMessageHeaderByName( sipsnMessage *message, pbString *name );
@@ -87,6 +93,19 @@ PB_EXPORT sipsnMessageHeader *sipsnMessageHeaderCstr( sipsnMessage *message, con
 PB_EXPORT void sipsnMessageSetHeader( sipsnMessage **message, sipsnMessageHeader *header );
 /// Removes every line of a name; nothing when there is none. A length of -1 means up to the NUL.
 PB_EXPORT void sipsnMessageDelHeaderCstr( sipsnMessage **message, const char *name, int64_t length );
+
+/// Gives the header line at INDEX another value. CR, LF and NUL in it become spaces. A Content-Length set in this way is
+/// the caller's own: it is not compared with the body.
+PB_EXPORT void sipsnMessageSetLineAt( sipsnMessage **message, int64_t index, pbString *value );
+/// Puts a header line before the one at INDEX, which may be the number of lines: then it comes last. The name must be a
+/// token; a length of -1 means up to the NUL. CR, LF and NUL in the value become spaces.
+PB_EXPORT void sipsnMessageInsertLineAt( sipsnMessage **message, int64_t index, const char *name, int64_t length,
+                                         pbString *value );
+/// Removes the header line at INDEX.
+PB_EXPORT void sipsnMessageDelLineAt( sipsnMessage **message, int64_t index );
+/// Gives a request another Request-URI, which must not be empty and be free of white space and controls. The message
+/// must be a request.
+PB_EXPORT void sipsnMessageSetRequestIri( sipsnMessage **message, pbString *iri );
 
 /// The body, one more reference of it; null when there is none (no bytes after the header, or Content-Length: 0).
 PB_EXPORT pbBuffer *sipsnMessageBody( sipsnMessage *message );

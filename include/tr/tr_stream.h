@@ -1,5 +1,5 @@
 // Trace streams: each active object writes what happens to it, line by line, to a stream of its own; anchors link the
-// streams to a tree. Without a recorder (the default) a stream costs one branch for each call and nothing is
+// streams to a tree. Without a recorder (the default) a stream costs a branch or two for each call and nothing is
 // formatted.
 //
 // Text and a length: a length of -1 means up to the NUL. Any function may be called from any thread.

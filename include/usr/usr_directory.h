@@ -34,7 +34,11 @@ PB_EXPORT pbBool usrDirectoryEquals( usrDirectory *objA, usrDirectory *objB );
 /// A new directory as a configuration describes it, or null with *REASON (when REASON is not null) set to a new string
 /// that says what is wrong with which key. The keys that all directories have: "driver" (the name of a driver that is
 /// registered, "memory" without the key), "lookupTimeout" (milliseconds, 2000 without it, 1 to 600,000), "maxLookups"
-/// (how many lookups and queries may be open at once, 1000 without it, 1 to 1,000,000); the others are the driver's.
+/// (how many lookups and queries may be open at once, 1000 without it, 1 to 1,000,000), "decoys" (false without it);
+/// the others are the driver's.
+/// With "decoys" a lookup that finds no usable user (nobody, several, one who is disabled or has no password) ends with
+/// a decoy, see usrUserIsDecoy, so that whoever tries names cannot tell them from wrong passwords. The lookup's stream
+/// says why there is none. A lookup whose driver failed, or whose time was up, ends without result in any case.
 /// ANCHOR may be null. CONFIG may be null for an empty directory in memory.
 /// The keys of the driver "memory": "users", a store of stores (their keys are labels without meaning) with "userName",
 /// "userId" (the user name without it), "realm" (optional), "password" or "passwordBase64" (the password's UTF-8 in
@@ -52,6 +56,13 @@ PB_EXPORT pbStore *usrDirectoryConfig( usrDirectory *directory, int64_t storeFla
 /// Lookups and queries that are open keep the limits and the driver with which they began. Without a change for the
 /// driver it goes on as it is, in memory with the users that were added meanwhile.
 PB_EXPORT pbBool usrDirectoryTrySetConfig( usrDirectory *directory, pbStore *config, pbString **reason );
+/// A number that grows whenever users of the directory may have changed: at once with changes that were made through this
+/// object or with its configuration, and within about a second with those that other processes made, where the driver
+/// can tell. It may grow without a change, and more than once for one. Never blocks, any thread.
+PB_EXPORT int64_t usrDirectoryChanges( usrDirectory *directory );
+/// 1 when usrDirectoryChanges tells of changes that others made, or nobody else can make any; 0 when the driver cannot
+/// tell. The drivers "memory", "sqlite" and "postgres" can.
+PB_EXPORT pbBool usrDirectoryTellsChanges( usrDirectory *directory );
 /// Completes an anchor with the directory's stream.
 PB_EXPORT void usrDirectoryTraceCompleteAnchor( usrDirectory *directory, trAnchor *anchor );
 

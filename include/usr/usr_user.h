@@ -35,6 +35,10 @@ PB_EXPORT usrUser *usrUserCreate( usrDirectory *directory, pbString *userId );
 PB_EXPORT usrDirectory *usrUserDirectory( usrUser *user );
 /// The user's identification within the directory.
 PB_EXPORT pbString *usrUserId( usrUser *user );
+/// 1 for a decoy: there is no such user, or none who may log in, and a lookup of a directory with "decoys" has come to
+/// a user all the same, with a password that nobody knows. Its id begins with "decoy:", but that an id of a real user
+/// may do as well.
+PB_EXPORT pbBool usrUserIsDecoy( usrUser *user );
 /// Completes an anchor with a stream that tells who the user is.
 PB_EXPORT void usrUserTraceCompleteAnchor( usrUser *user, trAnchor *anchor );
 

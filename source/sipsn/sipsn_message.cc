@@ -187,6 +187,31 @@ pbString *sipsnMessageLineValueAt( sipsnMessage *message, int64_t index )
     return unfolded( message->view( message->lines()[index].value ) ).give();
 }
 
+int64_t sipsnMessageLineFindCstr( sipsnMessage *message, const char *name, int64_t length, int64_t index )
+{
+    PB_ASSERT( message );
+    PB_ASSERT( name );
+    PB_ASSERT( length >= -1 );
+    PB_ASSERT( index >= 0 && index <= message->linesLength );
+    HeaderName searched( name, length );
+    for( ; index < message->linesLength; index++ )
+    {
+        if( searched.matches( message->view( message->lines()[index].name ) ) )
+            return index;
+    }
+    return -1;
+}
+
+const char *sipsnMessageLineBytesAt( sipsnMessage *message, int64_t index, int64_t *length )
+{
+    PB_ASSERT( message );
+    PB_ASSERT( index >= 0 && index < message->linesLength );
+    PB_ASSERT( length );
+    std::string_view value = message->view( message->lines()[index].value );
+    *length = static_cast<int64_t>( value.size() );
+    return value.data();
+}
+
 sipsnMessageHeader *sipsnMessageHeaderByName( sipsnMessage *message, pbString *name )
 {
     PB_ASSERT( message );

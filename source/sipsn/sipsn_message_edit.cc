@@ -19,15 +19,32 @@ using sipsn::Span;
 namespace
 {
 
+// A token's characters, as long as it lives.
+std::string_view asciiOf( pbString *token )
+{
+    return { pbStringAscii( token ), static_cast<size_t>( pbStringLength( token ) ) };
+}
+
 // A changed message in the making: takes over header lines of the old one and takes in new ones.
 class Draft
 {
 public:
-    Draft( sipsnMessage *source, int64_t newLines )
+    explicit Draft( sipsnMessage *source, int64_t newLines = 0 )
         : source_( source ),
           message_( sipsn::copyWithoutLines( source, source->linesLength + static_cast<uint32_t>( newLines ) ) )
     {
         appendSource( 0, source->head.start );
+    }
+
+    // The same with another Request-URI.
+    Draft( sipsnMessage *source, pbString *iri )
+        : source_( source ), message_( sipsn::copyWithoutLines( source, source->linesLength ) )
+    {
+        appendSource( 0, source->text.start );
+        bytes_.append( iri );
+        message_->text.end = offset();
+        appendSource( source->text.end, source->head.start );
+        message_->head.start = offset();
     }
 
     // Takes over the header line at INDEX of the old message, byte for byte.
@@ -40,12 +57,34 @@ public:
         sipsn::addLine( message_, shifted( line.name ), shifted( line.value ) );
     }
 
+    // Takes over the header lines of the old message from START to END.
+    void keepLines( uint32_t start, uint32_t end )
+    {
+        for( uint32_t index = start; index < end; index++ )
+            keepLine( index );
+    }
+
+    // Writes a line.
+    void appendLine( std::string_view name, pbString *value )
+    {
+        Span nameSpan = { offset(), 0 };
+        bytes_.append( name.data(), static_cast<int64_t>( name.size() ) );
+        nameSpan.end = offset();
+        bytes_.append( ": " );
+        Span valueSpan = { offset(), 0 };
+        bytes_.append( value );
+        valueSpan.end = offset();
+        bytes_.append( "\r\n" );
+        auto bytes = reinterpret_cast<const uint8_t *>( bytes_.bytes() );
+        sipsn::addLine( message_, nameSpan, sipsn::trimmed( bytes, valueSpan ) );
+    }
+
     // Writes all lines of a header.
     void appendHeader( sipsnMessageHeader *header )
     {
         auto name = pb::own( sipsnMessageHeaderName( header ) );
         for( int64_t index = 0; index < sipsnMessageHeaderLinesLength( header ); index++ )
-            appendLine( name, pb::own( sipsnMessageHeaderLineAt( header, index ) ) );
+            appendLine( asciiOf( name ), pb::own( sipsnMessageHeaderLineAt( header, index ) ) );
     }
 
     // The message, with BODY, which may be null.
@@ -72,20 +111,6 @@ private:
     {
         std::string_view bytes = source_->view( { start, end } );
         bytes_.append( bytes.data(), static_cast<int64_t>( bytes.size() ) );
-    }
-
-    void appendLine( pbString *name, pbString *value )
-    {
-        Span nameSpan = { offset(), 0 };
-        bytes_.append( name );
-        nameSpan.end = offset();
-        bytes_.append( ": " );
-        Span valueSpan = { offset(), 0 };
-        bytes_.append( value );
-        valueSpan.end = offset();
-        bytes_.append( "\r\n" );
-        auto bytes = reinterpret_cast<const uint8_t *>( bytes_.bytes() );
-        sipsn::addLine( message_, nameSpan, sipsn::trimmed( bytes, valueSpan ) );
     }
 
     sipsnMessage *source_;
@@ -225,6 +250,67 @@ void sipsnMessageDelHeaderCstr( sipsnMessage **message, const char *name, int64_
     pb::Ref<sipsnMessage> changed = withLines( *message, searched, nullptr );
     setBareHeader( changed, searched, nullptr );
     replace( message, std::move( changed ) );
+}
+
+void sipsnMessageSetLineAt( sipsnMessage **message, int64_t index, pbString *value )
+{
+    PB_ASSERT( message );
+    PB_ASSERT( *message );
+    PB_ASSERT( index >= 0 && index < ( *message )->linesLength );
+    PB_ASSERT( value );
+    sipsnMessage *source = *message;
+    auto at = static_cast<uint32_t>( index );
+    Draft draft( source );
+    draft.keepLines( 0, at );
+    draft.appendLine( source->view( source->lines()[at].name ), sipsn::toLine( value ) );
+    draft.keepLines( at + 1, source->linesLength );
+    replace( message, draft.finish( pb::own( sipsnMessageBody( source ) ) ) );
+}
+
+void sipsnMessageInsertLineAt( sipsnMessage **message, int64_t index, const char *name, int64_t length,
+                               pbString *value )
+{
+    PB_ASSERT( message );
+    PB_ASSERT( *message );
+    PB_ASSERT( index >= 0 && index <= ( *message )->linesLength );
+    PB_ASSERT( name );
+    PB_ASSERT( length >= -1 );
+    PB_ASSERT( value );
+    auto text = pb::own( pbStringCreateFromCstr( name, length ) );
+    PB_ASSERT( sipsn::tokenOk( text ) );
+    sipsnMessage *source = *message;
+    Draft draft( source, 1 );
+    draft.keepLines( 0, static_cast<uint32_t>( index ) );
+    draft.appendLine( asciiOf( text ), sipsn::toLine( value ) );
+    draft.keepLines( static_cast<uint32_t>( index ), source->linesLength );
+    pb::Ref<sipsnMessage> changed = draft.finish( pb::own( sipsnMessageBody( source ) ) );
+    setBareHeader( changed, HeaderName( text.get() ), nullptr );
+    replace( message, std::move( changed ) );
+}
+
+void sipsnMessageDelLineAt( sipsnMessage **message, int64_t index )
+{
+    PB_ASSERT( message );
+    PB_ASSERT( *message );
+    PB_ASSERT( index >= 0 && index < ( *message )->linesLength );
+    sipsnMessage *source = *message;
+    Draft draft( source );
+    draft.keepLines( 0, static_cast<uint32_t>( index ) );
+    draft.keepLines( static_cast<uint32_t>( index ) + 1, source->linesLength );
+    replace( message, draft.finish( pb::own( sipsnMessageBody( source ) ) ) );
+}
+
+void sipsnMessageSetRequestIri( sipsnMessage **message, pbString *iri )
+{
+    PB_ASSERT( message );
+    PB_ASSERT( *message );
+    PB_ASSERT( sipsnMessageIsRequest( *message ) );
+    PB_ASSERT( iri );
+    PB_ASSERT( sipsn::requestIriOk( iri ) );
+    sipsnMessage *source = *message;
+    Draft draft( source, iri );
+    draft.keepLines( 0, source->linesLength );
+    replace( message, draft.finish( pb::own( sipsnMessageBody( source ) ) ) );
 }
 
 void sipsnMessageSetBody( sipsnMessage **message, pbBuffer *body )

@@ -16,7 +16,7 @@ struct trAnchor
 
 PB_TYPE( trAnchor, TR_ANCHOR, tr, tr___AnchorFreeFunc, nullptr );
 
-// The anchor on every silent stream.
+// The anchor on every stream for which a link would mean nothing.
 static constinit trAnchor silentAnchor = { { &tr___sort_TR_ANCHOR, pb::staticReferences }, {}, 0, {} };
 
 static void tr___AnchorFreeFunc( pbObj *obj )
@@ -29,7 +29,7 @@ static void tr___AnchorFreeFunc( pbObj *obj )
 trAnchor *trAnchorCreate( trStream *stream, int64_t kind )
 {
     PB_ASSERT( stream );
-    if( !stream->recorder )
+    if( !stream->recorder && !stream->origin.load( std::memory_order_relaxed ) )
         return &silentAnchor;
     auto anchor = pb::create<trAnchor>( trAnchorSort() );
     anchor->stream = pb::share( stream );
@@ -41,7 +41,7 @@ trAnchor *trAnchorCreateWithAnnotationCstr( trStream *stream, int64_t kind, cons
 {
     PB_ASSERT( annotation );
     trAnchor *anchor = trAnchorCreate( stream, kind );
-    if( anchor->stream )
+    if( anchor->stream && anchor->stream->recorder )
         anchor->annotation = pb::own( pbStringCreateFromCstr( annotation, length ) );
     return anchor;
 }
@@ -51,7 +51,12 @@ void trAnchorComplete( trAnchor *anchor, trStream *stream )
     PB_ASSERT( anchor );
     PB_ASSERT( stream );
     // A silent stream has no number under which it could be found.
-    if( !anchor->stream || !stream->recorder )
+    if( !anchor->stream || !stream->number )
+        return;
+    int64_t noOrigin = 0;
+    if( int64_t origin = anchor->stream->origin.load( std::memory_order_relaxed ) )
+        stream->origin.compare_exchange_strong( noOrigin, origin, std::memory_order_relaxed );
+    if( !anchor->stream->recorder || !stream->recorder )
         return;
     // The first anchor makes the parent; a stream is no parent of its own.
     int64_t none = 0;

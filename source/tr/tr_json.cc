@@ -1,6 +1,7 @@
 // Lines as JSON objects: members, escapes, payloads, times.
 #include "tr/tr_json.h"
 
+#include "pb/pb_assert.h"
 #include "pb/pb_utf8.h"
 #include "tr/tr_line_private.h"
 
@@ -13,6 +14,11 @@ namespace
 void appendUnit( pb::Text &out, pbChar unit )
 {
     out.format( "\\u%04!16i", static_cast<int64_t>( unit ) );
+}
+
+bool isPlain( char ch )
+{
+    return ch >= 0x20 && ch < 0x7F && ch != '"' && ch != '\\';
 }
 
 void appendEscaped( pb::Text &out, pbChar ch )
@@ -38,14 +44,14 @@ void appendEscaped( pb::Text &out, pbChar ch )
     }
 }
 
-void appendQuoted( pb::Text &out, pbString *string )
+// A number of so many digits, and what follows it.
+void appendDigits( pb::Text &out, int64_t number, int64_t count, char behind )
 {
-    const char *ascii = pbStringAscii( string );
-    const pbChar *chars = ascii ? nullptr : pbStringBacking( string );
-    out.appendChar( '"' );
-    for( int64_t index = 0; index < pbStringLength( string ); index++ )
-        appendEscaped( out, ascii ? static_cast<unsigned char>( ascii[index] ) : chars[index] );
-    out.appendChar( '"' );
+    char *digits = out.room( count + 1 );
+    digits[count] = behind;
+    for( int64_t index = count - 1; index >= 0; index--, number /= 10 )
+        digits[index] = static_cast<char>( '0' + number % 10 );
+    out.wrote( count + 1 );
 }
 
 // Base64 with padding (RFC 4648, section 4). The base encodings are a module above the trace and out of reach here.
@@ -65,24 +71,50 @@ void appendBase64( pb::Text &out, const uint8_t *bytes, int64_t length )
     }
 }
 
-// Internet date and time (RFC 3339) with milliseconds, UTC.
-void appendTime( pb::Text &out, int64_t milliseconds )
+} // namespace
+
+void tr___JsonAppendString( pb::Text *out, pbString *string )
 {
+    PB_ASSERT( out );
+    PB_ASSERT( string );
+    const char *ascii = pbStringAscii( string );
+    const pbChar *chars = ascii ? nullptr : pbStringBacking( string );
+    int64_t length = pbStringLength( string );
+    // Most texts have nothing to escape: their beginning, up to the first such character, is copied as it is.
+    int64_t plain = ascii ? std::find_if_not( ascii, ascii + length, isPlain ) - ascii : 0;
+    out->appendChar( '"' );
+    if( plain )
+        out->append( ascii, plain );
+    for( int64_t index = plain; index < length; index++ )
+        appendEscaped( *out, ascii ? static_cast<unsigned char>( ascii[index] ) : chars[index] );
+    out->appendChar( '"' );
+}
+
+// Internet date and time (RFC 3339) with milliseconds, UTC.
+void tr___JsonAppendTime( pb::Text *out, int64_t milliseconds )
+{
+    PB_ASSERT( out );
     std::time_t seconds = static_cast<std::time_t>( milliseconds / 1000 );
     std::tm utc = {};
     gmtime_r( &seconds, &utc );
-    out.format( "%04i-%02i-%02iT%02i:%02i:%02i.%03iZ", static_cast<int64_t>( utc.tm_year ) + 1900,
-                static_cast<int64_t>( utc.tm_mon ) + 1, static_cast<int64_t>( utc.tm_mday ),
-                static_cast<int64_t>( utc.tm_hour ), static_cast<int64_t>( utc.tm_min ),
-                static_cast<int64_t>( utc.tm_sec ), milliseconds % 1000 );
+    appendDigits( *out, utc.tm_year + 1900, 4, '-' );
+    appendDigits( *out, utc.tm_mon + 1, 2, '-' );
+    appendDigits( *out, utc.tm_mday, 2, 'T' );
+    appendDigits( *out, utc.tm_hour, 2, ':' );
+    appendDigits( *out, utc.tm_min, 2, ':' );
+    appendDigits( *out, utc.tm_sec, 2, '.' );
+    appendDigits( *out, milliseconds % 1000, 3, 'Z' );
 }
+
+namespace
+{
 
 void appendOptional( pb::Text &out, const char *name, pbString *value )
 {
     if( !value )
         return;
     out.format( ",\"%lc\":", name );
-    appendQuoted( out, value );
+    tr___JsonAppendString( &out, value );
 }
 
 } // namespace
@@ -90,10 +122,10 @@ void appendOptional( pb::Text &out, const char *name, pbString *value )
 void tr::appendJson( pb::Text &out, trLine *line )
 {
     out.append( "{\"time\":\"" );
-    appendTime( out, line->time );
+    tr___JsonAppendTime( &out, line->time );
     out.format( "\",\"timestamp\":%i,\"stream\":%i,\"parent\":%i,\"name\":", line->timestamp, line->streamNumber,
                 line->parentNumber );
-    appendQuoted( out, line->streamName );
+    tr___JsonAppendString( &out, line->streamName );
     out.format( ",\"kind\":\"%lc\",\"notable\":%lc", trLineKindName( line->kind ), line->notable ? "true" : "false" );
     appendOptional( out, "property", line->property );
     if( line->kind == TR_LINE_KIND_ANCHOR )

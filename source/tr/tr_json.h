@@ -6,6 +6,15 @@
 
 #include <tr/tr_line.h>
 
+PB_BEGIN_DECLS
+
+/// Appends a text as a JSON string, quotes included, in printable ASCII; U+FFFD stands for a surrogate.
+PB_EXPORT void tr___JsonAppendString( pb::Text *out, pbString *string );
+/// Appends a time, in milliseconds since the beginning of 1970, as "2026-01-31T23:59:59.999Z" without quotes.
+PB_EXPORT void tr___JsonAppendTime( pb::Text *out, int64_t milliseconds );
+
+PB_END_DECLS
+
 namespace tr
 {
 

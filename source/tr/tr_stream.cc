@@ -6,13 +6,14 @@
 #include "tr/tr_line_private.h"
 #include "tr/tr_private.h"
 #include "tr/tr_recorder_private.h"
+#include "tr/tr_watch_private.h"
 
 #include <new>
 
 PB_TYPE( trStream, TR_STREAM, tr, tr___StreamFreeFunc, nullptr );
 
-// The stream of everyone while nobody records.
-static constinit trStream silentStream = { { &tr___sort_TR_STREAM, pb::staticReferences }, {}, {}, 0, 0, 0, {}, {} };
+// The stream of everyone while nobody records or watches.
+static constinit trStream silentStream = { { &tr___sort_TR_STREAM, pb::staticReferences }, {}, {}, 0, 0, 0, 0, {}, {} };
 
 static constinit std::atomic<int64_t> lastNumber = 0;
 
@@ -20,7 +21,8 @@ static void tr___StreamFreeFunc( pbObj *obj )
 {
     trStream *stream = trStreamFrom( obj );
     PB_ASSERT( stream );
-    tr___StreamWrite( stream, tr___StreamLine( stream, TR_LINE_KIND_END ) );
+    if( stream->recorder )
+        tr___StreamWrite( stream, tr___StreamLine( stream, TR_LINE_KIND_END ) );
     pb::poison( stream->recorder, stream->name, stream->payloadType );
     stream->mutex.~mutex();
 }
@@ -77,9 +79,19 @@ pb::Ref<trLine> propertyLine( trStream *stream, const char *name, int64_t length
     return line;
 }
 
+// A watch is told what a recorder would have to format.
+void tellWatch( trStream *stream, const char *text, int64_t length )
+{
+    int64_t origin = stream->origin.load( std::memory_order_relaxed );
+    if( origin && stream->notable.load( std::memory_order_relaxed ) ) [[unlikely]]
+        tr___WatchTell( origin, text, length );
+}
+
 void setNotable( trStream *stream, pbBool notable )
 {
-    if( stream->notable.exchange( notable, std::memory_order_relaxed ) == notable )
+    if( !stream->number )
+        return;
+    if( stream->notable.exchange( notable, std::memory_order_relaxed ) == notable || !stream->recorder )
         return;
     auto line = tr___StreamLine( stream, TR_LINE_KIND_NOTABLE );
     line->notable = notable;
@@ -92,13 +104,15 @@ trStream *trStreamCreateCstr( const char *name, int64_t length )
 {
     PB_ASSERT( name );
     auto recorder = pb::own( tr___RecorderCurrent() );
-    if( !recorder )
+    if( !recorder && !tr___WatchThere() )
         return &silentStream;
     auto stream = pb::create<trStream>( trStreamSort() );
     new( &stream->mutex ) std::mutex;
+    stream->number = lastNumber.fetch_add( 1, std::memory_order_relaxed ) + 1;
+    if( !recorder )
+        return stream.give();
     stream->recorder = recorder;
     stream->name = textOf( name, length );
-    stream->number = lastNumber.fetch_add( 1, std::memory_order_relaxed ) + 1;
     tr___StreamWrite( stream, tr___StreamLine( stream, TR_LINE_KIND_BEGIN ) );
     return stream.give();
 }
@@ -124,6 +138,7 @@ void trStreamTextCstr( trStream *stream, const char *text, int64_t length )
 {
     PB_ASSERT( stream );
     PB_ASSERT( text );
+    tellWatch( stream, text, length );
     if( !stream->recorder )
         return;
     writeText( stream, textOf( text, length ) );
@@ -133,6 +148,7 @@ void trStreamTextFormatCstr( trStream *stream, const char *format, int64_t forma
 {
     PB_ASSERT( stream );
     PB_ASSERT( format );
+    tellWatch( stream, format, formatLength );
     va_list args;
     va_start( args, formatLength );
     if( !stream->recorder )
@@ -148,6 +164,7 @@ void trStreamMessageCstr( trStream *stream, int64_t flags, pbBuffer *payload, co
     PB_ASSERT( flags == 0 );
     PB_ASSERT( payload );
     PB_ASSERT( text );
+    tellWatch( stream, text, length );
     if( !stream->recorder )
         return;
     writeMessage( stream, payload, textOf( text, length ) );
@@ -160,6 +177,7 @@ void trStreamMessageFormatCstr( trStream *stream, int64_t flags, pbBuffer *paylo
     PB_ASSERT( flags == 0 );
     PB_ASSERT( payload );
     PB_ASSERT( format );
+    tellWatch( stream, format, formatLength );
     va_list args;
     va_start( args, formatLength );
     if( !stream->recorder )
@@ -172,16 +190,12 @@ void trStreamMessageFormatCstr( trStream *stream, int64_t flags, pbBuffer *paylo
 void trStreamSetNotable( trStream *stream )
 {
     PB_ASSERT( stream );
-    if( !stream->recorder )
-        return;
     setNotable( stream, 1 );
 }
 
 void trStreamDelNotable( trStream *stream )
 {
     PB_ASSERT( stream );
-    if( !stream->recorder )
-        return;
     setNotable( stream, 0 );
 }
 

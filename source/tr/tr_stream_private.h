@@ -13,10 +13,11 @@
 struct trStream
 {
     pb::Object object;
-    pb::Field<trRecorder> recorder; ///< null: nobody records, and nothing below is set
-    pb::Field<pbString> name;
-    int64_t number;
+    pb::Field<trRecorder> recorder; ///< null: nobody records
+    pb::Field<pbString> name;       ///< null when nobody records
+    int64_t number;                 ///< 0: silent, and nothing below is set
     std::atomic<int64_t> parentNumber;
+    std::atomic<int64_t> origin; ///< 0: none
     std::atomic<pbBool> notable;
     std::mutex mutex; ///< guards payloadType
     pb::Field<pbString> payloadType;

@@ -30,6 +30,15 @@ int64_t conclude( int64_t result, pb::Ref<pbString> why, pbString **reason )
     return result;
 }
 
+// The result of what a driver was to change. A change that failed may have been made all the same, when only its answer
+// was lost.
+int64_t counted( usrDirectory *directory, int64_t result )
+{
+    if( result == USR_RESULT_OK || result == USR_RESULT_FAILED )
+        directory->imp->changes++;
+    return result;
+}
+
 bool empty( pbString *value, const char *name, pbString **reason )
 {
     if( pbStringLength( value ) > 0 )
@@ -55,7 +64,7 @@ int64_t usrDirectoryAddUser( usrDirectory *directory, pbString *userId, pbString
     if( !driver->add )
         return conclude( USR_RESULT_UNSUPPORTED, nullptr, reason );
     pb::Ref<pbString> why;
-    int64_t result = driver->add( driver.obj(), id, userName, realm, password, why.inout() );
+    int64_t result = counted( directory, driver->add( driver.obj(), id, userName, realm, password, why.inout() ) );
     return conclude( result, why, reason );
 }
 
@@ -71,7 +80,7 @@ int64_t usrDirectorySetPassword( usrDirectory *directory, pbString *userId, pbSt
     if( !driver->setPassword )
         return conclude( USR_RESULT_UNSUPPORTED, nullptr, reason );
     pb::Ref<pbString> why;
-    int64_t result = driver->setPassword( driver.obj(), userId, password, why.inout() );
+    int64_t result = counted( directory, driver->setPassword( driver.obj(), userId, password, why.inout() ) );
     return conclude( result, why, reason );
 }
 
@@ -85,7 +94,7 @@ int64_t usrDirectorySetUserEnabled( usrDirectory *directory, pbString *userId, p
     if( !driver->setEnabled )
         return conclude( USR_RESULT_UNSUPPORTED, nullptr, reason );
     pb::Ref<pbString> why;
-    int64_t result = driver->setEnabled( driver.obj(), userId, enabled != 0, why.inout() );
+    int64_t result = counted( directory, driver->setEnabled( driver.obj(), userId, enabled != 0, why.inout() ) );
     return conclude( result, why, reason );
 }
 
@@ -98,7 +107,7 @@ int64_t usrDirectoryDeleteUser( usrDirectory *directory, pbString *userId, pbStr
     if( !driver->remove )
         return conclude( USR_RESULT_UNSUPPORTED, nullptr, reason );
     pb::Ref<pbString> why;
-    int64_t result = driver->remove( driver.obj(), userId, why.inout() );
+    int64_t result = counted( directory, driver->remove( driver.obj(), userId, why.inout() ) );
     return conclude( result, why, reason );
 }
 

@@ -66,6 +66,18 @@ pbBool usrDirectoryTrySetConfig( usrDirectory *directory, pbStore *config, pbStr
     return usr___DirectoryImpTrySetConfig( directory->imp, orEmpty( config ), reason );
 }
 
+int64_t usrDirectoryChanges( usrDirectory *directory )
+{
+    PB_ASSERT( directory );
+    return directory->imp->changes;
+}
+
+pbBool usrDirectoryTellsChanges( usrDirectory *directory )
+{
+    PB_ASSERT( directory );
+    return directory->imp->tellsChanges;
+}
+
 void usrDirectoryTraceCompleteAnchor( usrDirectory *directory, trAnchor *anchor )
 {
     PB_ASSERT( directory );

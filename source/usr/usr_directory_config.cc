@@ -15,6 +15,7 @@ namespace
 
 constexpr const char *driverKey = "driver";
 constexpr const char *defaultDriver = "memory";
+constexpr const char *decoysKey = "decoys";
 
 struct Limit
 {
@@ -68,6 +69,19 @@ bool tryReadLimit( pbStore *config, const Limit &limit, usr___Limits *result, pb
     return true;
 }
 
+bool tryReadDecoys( pbStore *config, usr___Limits *result, pbString **reason )
+{
+    pbBool decoys = 0;
+    if( !pbStoreValueBoolCstr( config, decoysKey, -1, &decoys ) &&
+        pbStoreValueTypeCstr( config, decoysKey, -1 ) != PB_STORE_TYPE_INVALID )
+    {
+        usr___SetReason( reason, "%lc: not a truth value", decoysKey );
+        return false;
+    }
+    result->decoys = decoys;
+    return true;
+}
+
 // Copies the values of SOURCE behind those of STORE.
 void append( pb::Ref<pbStore> &store, pbStore *source )
 {
@@ -102,9 +116,11 @@ pbBool usr___DirectoryConfigTryRead( pbStore *config, usr___DirectorySettings *s
     PB_ASSERT( config );
     PB_ASSERT( settings );
     settings->driver = tryReadDriver( config, reason );
-    return settings->driver && std::all_of( std::begin( limits ), std::end( limits ),
-                                            [&]( const Limit &limit )
-                                            { return tryReadLimit( config, limit, &settings->limits, reason ); } );
+    return settings->driver &&
+           std::all_of( std::begin( limits ), std::end( limits ),
+                        [&]( const Limit &limit )
+                        { return tryReadLimit( config, limit, &settings->limits, reason ); } ) &&
+           tryReadDecoys( config, &settings->limits, reason );
 }
 
 pbStore *usr___DirectoryConfigOfDriver( pbStore *config )
@@ -114,6 +130,7 @@ pbStore *usr___DirectoryConfigOfDriver( pbStore *config )
     pbStoreDelKeyCstr( store.inout(), driverKey, -1 );
     for( const Limit &limit : limits )
         pbStoreDelKeyCstr( store.inout(), limit.key, -1 );
+    pbStoreDelKeyCstr( store.inout(), decoysKey, -1 );
     return store.give();
 }
 
@@ -133,6 +150,8 @@ pbStore *usr___DirectoryConfigNormalize( pbStore *config, pbStore *driverConfig,
         if( storeFlags || value != limit.defaultValue )
             pbStoreSetValueIntCstr( store.inout(), limit.key, -1, value );
     }
+    if( storeFlags || settings.limits.decoys )
+        pbStoreSetValueBoolCstr( store.inout(), decoysKey, -1, settings.limits.decoys );
     append( store, driverConfig ? driverConfig : normalDriverConfig( config, settings.driver, storeFlags ).get() );
     return store.give();
 }

@@ -9,6 +9,7 @@ struct usr___Limits
 {
     int64_t lookupTimeout; ///< milliseconds
     int64_t maxLookups;
+    bool decoys; ///< lookups that find no usable user end with a decoy
 };
 
 /// What a configuration says apart from the driver's part.

@@ -28,6 +28,8 @@ void traceLimits( usr___DirectoryImp *imp, const usr___DirectorySettings &settin
 {
     TR_TEXT_FORMAT( imp->stream, "driver: %lc, lookupTimeout: %i, maxLookups: %i", settings.driver->name,
                     settings.limits.lookupTimeout, settings.limits.maxLookups );
+    if( settings.limits.decoys )
+        tr::text( imp->stream, "Lookups that find no usable user end with a decoy." );
 }
 
 pb::Ref<usr___DriverInstance> tryMakeInstance( usr___DirectoryImp *imp, const usr___DirectorySettings &settings,
@@ -44,6 +46,14 @@ bool sameDriver( usr___DirectoryImp *imp, const usr___DirectorySettings &setting
     pb::Hold hold( imp->monitor );
     auto present = pb::own( usr___DirectoryConfigOfDriver( imp->config ) );
     return imp->instance->driver == settings.driver && pbStoreEquals( present, driverConfig );
+}
+
+// From now on the driver tells the directory what changes.
+void watch( usr___DirectoryImp *imp, usr___DriverInstance *instance )
+{
+    imp->tellsChanges = instance->driver->watch != nullptr;
+    if( instance->driver->watch )
+        instance->driver->watch( instance->driverObj, &imp->changes );
 }
 
 // Takes a retired instance out that is not in use, null when there is none.
@@ -149,6 +159,7 @@ bool tryChange( usr___DirectoryImp *imp, pbStore *config, pbString **reason )
         instance = tryMakeInstance( imp, settings, config, reason );
         if( !instance )
             return false;
+        watch( imp, instance );
     }
     traceLimits( imp, settings );
     pb::Hold hold( imp->monitor );
@@ -158,6 +169,7 @@ bool tryChange( usr___DirectoryImp *imp, pbStore *config, pbString **reason )
         return true;
     retire( imp, imp->instance.take() );
     imp->instance = instance;
+    imp->changes++;
     return true;
 }
 
@@ -182,6 +194,7 @@ usr___DirectoryImp *usr___DirectoryImpTryCreate( pbStore *config, trAnchor *anch
     }
     imp->limits = settings.limits;
     traceLimits( imp, settings );
+    watch( imp, imp->instance );
     return imp.give();
 }
 
@@ -257,6 +270,7 @@ pbBool usr___DirectoryImpTryOpen( usr___DirectoryImp *imp, usr___Request *reques
     if( imp->open >= imp->limits.maxLookups )
         return 0;
     imp->open++;
+    request->limits = imp->limits;
     imp->instance->uses += 2; // until the request ends, and until the driver's function returns
     request->instance = imp->instance;
     return 1;

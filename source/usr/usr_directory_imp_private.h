@@ -28,6 +28,10 @@ struct usr___DirectoryImp
     pb::Field<pbPriorityMap> waiting; ///< those among them that the driver has taken, by their deadlines
     pb::Field<pbProcess> process;     ///< null until first a request waits
     pb::Field<pbTimer> timer;         ///< made with the process; set while a request waits, never too late
+
+    // What follows has no guard. The driver adds to the first, from any thread, until it is closed.
+    std::atomic<int64_t> changes;
+    std::atomic<bool> tellsChanges;
 };
 
 PB_BEGIN_DECLS

@@ -20,6 +20,8 @@
 #include <usr/usr_administration.h>
 #include <usr/usr_directory.h>
 
+#include <atomic>
+
 /// A lookup or query that waits for its driver's answer; counted, any thread.
 typedef struct usr___Request usr___Request;
 
@@ -64,6 +66,12 @@ struct usr___Driver
     pbStore *( *normalize )( pbStore *config, int64_t storeFlags ) = nullptr;
     /// A new store: the present configuration, in canonical form. Without it, it is what tryCreate got.
     pbStore *( *config )( pbObj *driver, int64_t storeFlags ) = nullptr;
+
+    /// From now on add to *CHANGES, from any thread and within about a second, whenever users may have changed other
+    /// than by the functions above, whose changes the directory counts. Once the driver is closed, no more. Called
+    /// once, before the first lookup. Null in a driver that cannot tell; one whose users nobody else can change does
+    /// nothing.
+    void ( *watch )( pbObj *driver, std::atomic<int64_t> *changes ) = nullptr;
 };
 
 PB_BEGIN_DECLS

@@ -104,8 +104,8 @@ usrUser *usrLookupResult( usrLookup *lookup )
     usr___Request *request = lookup->request;
     pb::Hold hold( request->imp->monitor );
     if( !lookup->user )
-        lookup->user =
-            pb::own( usr___UserCreateWithCredentials( lookup->directory, request->userId, request->credentials ) );
+        lookup->user = pb::own( usr___UserCreateWithCredentials( lookup->directory, request->userId,
+                                                                 request->credentials, request->decoy ) );
     return lookup->user.shareOut();
 }
 

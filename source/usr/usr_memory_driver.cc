@@ -229,6 +229,9 @@ int64_t memoryList( pbObj *driver, pbVector **listed, pbString ** /* reason */ )
     return USR_RESULT_OK;
 }
 
+// Users in memory change by administration alone.
+void memoryWatch( pbObj * /* driver */, std::atomic<int64_t> * /* changes */ ) {}
+
 } // namespace
 
 constinit const usr___Driver usr___memoryDriver = {
@@ -245,4 +248,5 @@ constinit const usr___Driver usr___memoryDriver = {
     .check = memoryCheck,
     .normalize = memoryNormalize,
     .config = memoryConfig,
+    .watch = memoryWatch,
 };

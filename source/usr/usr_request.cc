@@ -4,7 +4,13 @@
 #include "pb/pb_hold.h"
 #include "pb/pb_type.h"
 #include "tr/tr_trace.h"
+#include "usr/usr_decoy_private.h"
+#include "usr/usr_driver.h"
 #include "usr/usr_private.h"
+
+#include <algorithm>
+#include <iterator>
+#include <string_view>
 
 PB_TYPE( usr___Request, USR_REQUEST, usr, usr___RequestFreeFunc, nullptr );
 
@@ -12,8 +18,8 @@ static void usr___RequestFreeFunc( pbObj *obj )
 {
     usr___Request *request = usr___RequestFrom( obj );
     PB_ASSERT( request );
-    pb::poison( request->imp, request->stream, request->instance, request->endSignal, request->userId,
-                request->credentials );
+    pb::poison( request->imp, request->stream, request->instance, request->endSignal, request->decoyName,
+                request->userId, request->credentials );
 }
 
 namespace
@@ -29,7 +35,33 @@ pb::Ref<usr___Request> tryBegin( usr___DirectoryImp *imp, trStream *stream )
     return usr___DirectoryImpTryOpen( imp, request ) ? request : nullptr;
 }
 
-// What a request came to: a user, or why there is none.
+// The answers that say nothing bad of the directory, as whole lines: who watches the trace tells them by their text
+// from failures, which are formatted.
+struct Told
+{
+    std::string_view why;
+    const char *text;
+};
+constexpr Told told[] = {
+    { usr___notFound, "[usr___RequestEndWithout()] not found" },
+    { usr___ambiguous, "[usr___RequestEndWithout()] ambiguous: several realms have this user name" },
+    { usr___disabled, "[usr___RequestEndWithout()] disabled" },
+    { usr___noPassword, "[usr___RequestEndWithout()] no password" },
+};
+
+// A line that makes the stream notable. Failures are written without asking whether somebody records: a watch is told,
+// too.
+void recordWithout( trStream *stream, const char *why )
+{
+    const Told *found =
+        std::find_if( std::begin( told ), std::end( told ), [&]( const Told &each ) { return each.why == why; } );
+    if( found != std::end( told ) )
+        return tr::fail( stream, found->text );
+    trStreamSetNotable( stream );
+    trStreamTextFormatCstr( stream, "[usr___RequestEndWithout()] %lc", -1, why );
+}
+
+// What a request came to: a user, or why there is none, or both for a decoy.
 struct Outcome
 {
     pbString *userId;
@@ -40,12 +72,14 @@ struct Outcome
 // The caller holds the directory's monitor. The trace comes first: whoever sees the end finds it told.
 void record( usr___Request *request, const Outcome &outcome )
 {
-    if( outcome.userId )
+    request->decoy = outcome.userId && outcome.why;
+    if( !outcome.why )
         TR_TEXT_FORMAT( request->stream, "[usr___RequestEnd()] userId: %s", outcome.userId );
     else
     {
-        trStreamSetNotable( request->stream );
-        TR_TEXT_FORMAT( request->stream, "[usr___RequestEndWithout()] %lc", outcome.why );
+        recordWithout( request->stream, outcome.why );
+        if( request->decoy )
+            tr::text( request->stream, "[usr___RequestEndWithout()] A decoy takes the user's place." );
     }
     request->userId = pb::share( outcome.userId );
     request->credentials = pb::share( outcome.credentials );
@@ -99,6 +133,8 @@ usr___Request *usr___RequestTryLookup( usr___DirectoryImp *imp, trStream *stream
     pb::Ref<usr___Request> request = tryBegin( imp, stream );
     if( !request )
         return nullptr;
+    if( request->limits.decoys )
+        request->decoyName = pb::share( userName );
     auto instance = pb::share( request->instance.get() );
     instance->driver->lookup( instance->driverObj, request, userName, realm );
     usr___DirectoryImpWait( imp, request, instance );
@@ -128,7 +164,10 @@ void usr___RequestEndWithout( usr___Request *request, const char *why )
 {
     PB_ASSERT( request );
     PB_ASSERT( why );
-    answer( request, { nullptr, nullptr, why } );
+    if( !request->decoyName || !usr___DecoyFits( why ) )
+        return answer( request, { nullptr, nullptr, why } );
+    auto userId = pb::own( usr___DecoyUserId( request->decoyName ) );
+    answer( request, { userId, pb::own( usr___DecoyCredentials( request->decoyName ) ), why } );
 }
 
 void usr___RequestGiveUp( usr___Request *request, const char *why )

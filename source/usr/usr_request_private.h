@@ -15,10 +15,13 @@ struct usr___Request
     pb::Object object;
     pb::Field<usr___DirectoryImp> imp;
     pb::Field<trStream> stream;               ///< of the lookup or query
+    usr___Limits limits;                      ///< with which it began
     pb::Field<usr___DriverInstance> instance; ///< null once ended
     pb::Field<pbSignal> endSignal;            ///< null until somebody waits
+    pb::Field<pbString> decoyName;            ///< of a lookup that ends with a decoy rather than without result
     pb::Field<pbString> userId;               ///< null when nothing was found
     pb::Field<pbStore> credentials;           ///< may be null also when a user was found
+    bool decoy;                               ///< who was found is a decoy
     bool waiting;                             ///< in the directory's map of deadlines
     std::atomic<bool> ended;
 };

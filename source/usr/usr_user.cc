@@ -12,6 +12,7 @@ struct usrUser
     pb::Field<usrDirectory> directory;
     pb::Field<pbString> userId;
     pb::Field<pbStore> credentials; ///< null unless a lookup brought them along
+    bool decoy;
 };
 
 PB_TYPE( usrUser, USR_USER, usr, usr___UserFreeFunc, nullptr );
@@ -25,10 +26,11 @@ static void usr___UserFreeFunc( pbObj *obj )
 
 usrUser *usrUserCreate( usrDirectory *directory, pbString *userId )
 {
-    return usr___UserCreateWithCredentials( directory, userId, nullptr );
+    return usr___UserCreateWithCredentials( directory, userId, nullptr, 0 );
 }
 
-usrUser *usr___UserCreateWithCredentials( usrDirectory *directory, pbString *userId, pbStore *optionalCredentials )
+usrUser *usr___UserCreateWithCredentials( usrDirectory *directory, pbString *userId, pbStore *optionalCredentials,
+                                          pbBool decoy )
 {
     PB_ASSERT( directory );
     PB_ASSERT( userId );
@@ -37,6 +39,7 @@ usrUser *usr___UserCreateWithCredentials( usrDirectory *directory, pbString *use
     user->directory = pb::share( directory );
     user->userId = pb::share( userId );
     user->credentials = pb::share( optionalCredentials );
+    user->decoy = decoy != 0;
     tr::whenRecorded( user->stream,
                       [&] { trStreamSetPropertyCstrString( user->stream, "userId", -1, user->userId ); } );
     return user.give();
@@ -52,6 +55,12 @@ pbString *usrUserId( usrUser *user )
 {
     PB_ASSERT( user );
     return user->userId.shareOut();
+}
+
+pbBool usrUserIsDecoy( usrUser *user )
+{
+    PB_ASSERT( user );
+    return user->decoy;
 }
 
 void usrUserTraceCompleteAnchor( usrUser *user, trAnchor *anchor )

@@ -7,8 +7,9 @@
 
 PB_BEGIN_DECLS
 
-/// A user whom a lookup found, with the credentials that came along; these may be null.
-usrUser *usr___UserCreateWithCredentials( usrDirectory *directory, pbString *userId, pbStore *optionalCredentials );
+/// A user whom a lookup found, with the credentials that came along; these may be null. DECOY says that it is a decoy.
+usrUser *usr___UserCreateWithCredentials( usrDirectory *directory, pbString *userId, pbStore *optionalCredentials,
+                                          pbBool decoy );
 /// The credentials that came along with a lookup; null when there are none.
 pbStore *usr___UserCredentials( usrUser *user );
 

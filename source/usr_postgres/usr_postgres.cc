@@ -138,6 +138,11 @@ void query( pbObj *driver, usr___Request *request, pbString *userId )
     ask( driver, request, { true, usr_seal::utf8( userId ), {} } );
 }
 
+void watch( pbObj *driver, std::atomic<int64_t> *changes )
+{
+    usersOf( driver ).pool.watch( changes );
+}
+
 using Administer = usr_seal::Administer<usersOf>;
 
 constexpr usr___Driver driver = { "postgres",
@@ -152,7 +157,8 @@ constexpr usr___Driver driver = { "postgres",
                                   Administer::list,
                                   check,
                                   nullptr,
-                                  nullptr };
+                                  nullptr,
+                                  watch };
 
 } // namespace
 

@@ -5,8 +5,6 @@
 
 #include <pb/pb_vector.h>
 
-#include <cstdlib>
-
 namespace usr_postgres
 {
 namespace
@@ -15,11 +13,20 @@ namespace
 using usr_seal::Row;
 using usr_seal::utf8;
 
-constexpr char insertStatement[] = "INSERT INTO sipauth_users( id, name, realm, enabled, key, password )"
-                                   " VALUES( $1, $2, $3, true, $4, $5 )";
-constexpr char passwordStatement[] = "UPDATE sipauth_users SET key = $2, password = $3 WHERE id = $1";
-constexpr char enabledStatement[] = "UPDATE sipauth_users SET enabled = $2 WHERE id = $1";
-constexpr char deleteStatement[] = "DELETE FROM sipauth_users WHERE id = $1";
+// Each of them gives a row for each user that it changed, and tells whoever listens.
+constexpr char insertStatement[] = "WITH changed AS ("
+                                   " INSERT INTO sipauth_users( id, name, realm, enabled, key, password )"
+                                   " VALUES( $1, $2, $3, true, $4, $5 ) RETURNING 1 )"
+                                   " SELECT pg_notify( 'sipauth_users', '' ) FROM changed";
+constexpr char passwordStatement[] = "WITH changed AS ("
+                                     " UPDATE sipauth_users SET key = $2, password = $3 WHERE id = $1 RETURNING 1 )"
+                                     " SELECT pg_notify( 'sipauth_users', '' ) FROM changed";
+constexpr char enabledStatement[] = "WITH changed AS ("
+                                    " UPDATE sipauth_users SET enabled = $2 WHERE id = $1 RETURNING 1 )"
+                                    " SELECT pg_notify( 'sipauth_users', '' ) FROM changed";
+constexpr char deleteStatement[] = "WITH changed AS ("
+                                   " DELETE FROM sipauth_users WHERE id = $1 RETURNING 1 )"
+                                   " SELECT pg_notify( 'sipauth_users', '' ) FROM changed";
 constexpr char listStatement[] = "SELECT id, name, realm, enabled, key, NULL::bytea FROM sipauth_users"
                                  " ORDER BY name COLLATE \"C\", realm COLLATE \"C\" NULLS FIRST, id COLLATE \"C\"";
 constexpr char sealedStatement[] = "SELECT 1 FROM sipauth_users WHERE password IS NOT NULL LIMIT 1";
@@ -74,7 +81,7 @@ int64_t Administration::change( const char *statement, const Parameters &paramet
     ResultPtr result = session_.execute( statement, parameters, reason, &state );
     if( !result )
         return state == uniqueViolation ? USR_RESULT_EXISTS : USR_RESULT_FAILED;
-    return std::atoi( PQcmdTuples( result.get() ) ) > 0 ? USR_RESULT_OK : USR_RESULT_NOT_FOUND;
+    return PQntuples( result.get() ) > 0 ? USR_RESULT_OK : USR_RESULT_NOT_FOUND;
 }
 
 int64_t Administration::add( pbString *userId, pbString *userName, pbString *realm, pbString *password,

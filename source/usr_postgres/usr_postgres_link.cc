@@ -123,7 +123,7 @@ void Link::conclude( ResultPtr result )
     bool good = status == PGRES_TUPLES_OK || status == PGRES_COMMAND_OK;
     if( state_ == State::busy && !connectionLost( result.get(), connection_.get() ) && !good )
         usr___RequestEndWithout( job_.request.get(), failureOf( result.get(), connection_.get() ).c_str() );
-    if( !good )
+    if( !good && ( state_ != State::listening || connectionLost( result.get(), connection_.get() ) ) )
     {
         tablesMissing_ = stateOf( result.get() ) == undefinedTable;
         return fail( failureOf( result.get(), connection_.get() ) );
@@ -137,7 +137,9 @@ void Link::conclude( ResultPtr result )
         sent( PQsendPrepare( connection_.get(), byId, findByIdStatement, 0, nullptr ) );
     }
     else if( before == State::preparingById )
-        enter( State::idle );
+        listen();
+    else if( before == State::listening )
+        listened( result.get() );
     else
         answer( result.get() );
 }
@@ -151,6 +153,35 @@ void Link::checkVersion( PGresult *result )
         return fail( versionRefused( version ) );
     enter( State::preparingByName );
     sent( PQsendPrepare( connection_.get(), byName, findByNameStatement, 0, nullptr ) );
+}
+
+void Link::listen()
+{
+    if( !listens_ )
+        return enter( State::idle );
+    enter( State::listening );
+    sent( PQsendQueryParams( connection_.get(), listenStatement, 0, nullptr, nullptr, nullptr, nullptr, 1 ) );
+}
+
+// A server that cannot tell of changes, as one that only follows another, is good for lookups all the same.
+void Link::listened( PGresult *result )
+{
+    if( PQresultStatus( result ) == PGRES_COMMAND_OK )
+        changed_ = true; // nobody has told so far
+    else
+        warning_ = "changes are not noticed: " + failureOf( result, connection_.get() );
+    enter( State::idle );
+}
+
+bool Link::takeChanged()
+{
+    bool changed = std::exchange( changed_, false );
+    while( PGnotify *notice = connected() ? PQnotifies( connection_.get() ) : nullptr )
+    {
+        PQfreemem( notice );
+        changed = true;
+    }
+    return changed;
 }
 
 void Link::answer( PGresult *result )

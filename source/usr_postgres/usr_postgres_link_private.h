@@ -26,11 +26,16 @@ public:
         checking, ///< the version of the tables
         preparingByName,
         preparingById,
+        listening, ///< asking to be told what others change
         idle,
         busy
     };
 
-    Link( const Settings &settings, usr_seal::Keys &keys ) : settings_( settings ), keys_( keys ) {}
+    /// LISTENS says that the link is the one that is told what others change.
+    Link( const Settings &settings, usr_seal::Keys &keys, bool listens )
+        : settings_( settings ), keys_( keys ), listens_( listens )
+    {
+    }
 
     State state() const { return state_; }
     bool connected() const { return state_ == State::idle || state_ == State::busy; }
@@ -50,6 +55,10 @@ public:
     std::string takeFailure() { return std::exchange( failure_, {} ); }
     /// Whether the failure was that there are no tables.
     bool tablesMissing() const { return tablesMissing_; }
+    /// Whether users may have changed since the last call.
+    bool takeChanged();
+    /// What failed without bringing the link down, once, empty when nothing did.
+    std::string takeWarning() { return std::exchange( warning_, {} ); }
     /// The request that the connection was lost with, if there is one: another one may take it.
     Job takeJob() { return std::exchange( job_, {} ); }
 
@@ -62,9 +71,12 @@ private:
     void conclude( ResultPtr result );
     void answer( PGresult *result );
     void checkVersion( PGresult *result );
+    void listen();
+    void listened( PGresult *result );
 
     const Settings &settings_;
     usr_seal::Keys &keys_;
+    bool listens_;
     State state_ = State::down;
     ConnectionPtr connection_;
     PostgresPollingStatusType polling_ = PGRES_POLLING_WRITING;
@@ -74,6 +86,8 @@ private:
     Job job_;
     std::string failure_;
     bool tablesMissing_ = false;
+    bool changed_ = false;
+    std::string warning_;
 };
 
 } // namespace usr_postgres

@@ -52,7 +52,7 @@ Pool::Pool( const Settings &settings, usr_seal::Keys &keys, trStream *stream )
     : settings_( settings ), stream_( pb::share( stream ) )
 {
     for( int64_t count = 0; count < settings.pool; count++ )
-        links_.emplace_back( settings, keys );
+        links_.emplace_back( settings, keys, count == 0 );
 }
 
 bool Pool::tryStart()
@@ -187,6 +187,7 @@ void Pool::feed()
 // Draws the conclusions from what a link went through; CONNECTED says whether it was connected before.
 void Pool::settle( Link &link, bool connected )
 {
+    heed( link );
     std::string failure = link.takeFailure();
     if( failure.empty() )
     {
@@ -210,6 +211,17 @@ void Pool::settle( Link &link, bool connected )
         return;
     std::lock_guard lock( mutex_ );
     jobs_.push_front( std::move( job ) );
+}
+
+// Hands on what a link has heard of changes. What it heard before anybody watched was before the first lookup.
+void Pool::heed( Link &link )
+{
+    std::atomic<int64_t> *changes = changes_;
+    if( link.takeChanged() && changes )
+        ++*changes;
+    std::string warning = link.takeWarning();
+    if( !warning.empty() )
+        TR_TEXT_FORMAT( stream_, "postgres: %lc", warning.c_str() );
 }
 
 // Each failure is told once, not at each try.

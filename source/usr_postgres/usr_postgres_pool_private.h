@@ -64,6 +64,8 @@ public:
 
     /// Starts the thread; false when the process has no file descriptors left. To be called before anything else.
     bool tryStart();
+    /// From now on adds to *CHANGES when users may have changed.
+    void watch( std::atomic<int64_t> *changes ) { changes_ = changes; }
     /// Lines a request up; after the stop, or when too many wait, it ends at once.
     void push( usr___Request *request, usr_seal::Question question );
     /// Ends what waits and waits for the thread.
@@ -79,6 +81,7 @@ private:
     void settle( Link &link, bool connected );
     void wait( Clock::time_point now );
     void traceFailure( const std::string &reason );
+    void heed( Link &link );
 
     const Settings &settings_;
     pb::Ref<trStream> stream_;
@@ -86,6 +89,7 @@ private:
     std::mutex mutex_;
     std::deque<Job> jobs_;
     bool stopped_ = false;
+    std::atomic<std::atomic<int64_t> *> changes_{ nullptr };
 
     // Of the thread alone.
     std::vector<Link> links_;

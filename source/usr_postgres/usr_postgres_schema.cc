@@ -11,6 +11,7 @@ constexpr char findByNameStatement[] = "SELECT id, name, realm, enabled, key, pa
                                        " WHERE name = $1 AND ( $2::text IS NULL OR realm = $2::text OR realm IS NULL )"
                                        " ORDER BY ( realm IS NULL ) = ( $2::text IS NULL ) DESC LIMIT 2";
 constexpr char findByIdStatement[] = "SELECT id, name, realm, enabled, key, password FROM sipauth_users WHERE id = $1";
+constexpr char listenStatement[] = "LISTEN sipauth_users";
 
 namespace
 {

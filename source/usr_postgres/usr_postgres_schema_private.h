@@ -15,6 +15,9 @@ extern const char versionStatement[];
 extern const char findByNameStatement[];
 /// Gives the user with an id.
 extern const char findByIdStatement[];
+/// From then on the connection is told of changes. What changes users has to end in `SELECT pg_notify( 'sipauth_users',
+/// '' )`, which is told when the change is committed.
+extern const char listenStatement[];
 
 /// Makes a fresh connection fit for changes, and brings the tables to this version, in one transaction; false with
 /// REASON, also when they are newer.

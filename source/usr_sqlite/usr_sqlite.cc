@@ -9,6 +9,7 @@
 #include "usr_seal/usr_seal_config.h"
 #include "usr_sqlite/usr_sqlite_administration_private.h"
 #include "usr_sqlite/usr_sqlite_schema_private.h"
+#include "usr_sqlite/usr_sqlite_watch_private.h"
 
 #include <rfc/rfc_base_options.h>
 #include <tr/tr_stream.h>
@@ -28,13 +29,14 @@ namespace
 struct Users
 {
     explicit Users( usr_sqlite::Settings settings )
-        : shared( std::move( settings ) ), administration( shared ), readers( shared )
+        : shared( std::move( settings ) ), administration( shared ), readers( shared ), watch( shared )
     {
     }
 
     usr_sqlite::Shared shared;
     usr_sqlite::Administration administration;
     usr_sqlite::Readers readers;
+    usr_sqlite::Watch watch;
 };
 
 } // namespace
@@ -111,6 +113,7 @@ pbObj *tryCreate( pbStore *config, trStream *stream, pbString **reason )
 
 void close( pbObj *driver )
 {
+    usersOf( driver ).watch.stop();
     usersOf( driver ).readers.stop();
     usersOf( driver ).administration.close();
 }
@@ -123,6 +126,11 @@ void lookup( pbObj *driver, usr___Request *request, pbString *userName, pbString
 void query( pbObj *driver, usr___Request *request, pbString *userId )
 {
     usersOf( driver ).readers.push( request, { true, usr_seal::utf8( userId ), {} } );
+}
+
+void watch( pbObj *driver, std::atomic<int64_t> *changes )
+{
+    usersOf( driver ).watch.start( changes );
 }
 
 using Administer = usr_seal::Administer<usersOf>;
@@ -139,7 +147,8 @@ constexpr usr___Driver driver = { "sqlite",
                                   Administer::list,
                                   check,
                                   nullptr,
-                                  nullptr };
+                                  nullptr,
+                                  watch };
 
 } // namespace
 

@@ -123,6 +123,17 @@ sqlite3_stmt *Connection::statement( Query query )
     return statements_[index];
 }
 
+int64_t Connection::integerOf( const char *text )
+{
+    sqlite3_stmt *statement = nullptr;
+    int64_t value = -1;
+    if( sqlite3_prepare_v2( database_, text, -1, &statement, nullptr ) == SQLITE_OK &&
+        sqlite3_step( statement ) == SQLITE_ROW )
+        value = sqlite3_column_int64( statement, 0 );
+    sqlite3_finalize( statement );
+    return value;
+}
+
 std::string Connection::failure()
 {
     return failure( sqlite3_extended_errcode( database_ ) );

@@ -73,6 +73,8 @@ public:
     sqlite3_stmt *statement( Query query );
     /// Runs a text of statements without results.
     int execute( const char *text );
+    /// The integer that a statement gives, or -1.
+    int64_t integerOf( const char *text );
     /// The text of what failed last. After a failure that a fresh connection might heal, closes the connection.
     std::string failure();
     /// The same for a failure whose code is known.

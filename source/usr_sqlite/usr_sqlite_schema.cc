@@ -28,21 +28,9 @@ constexpr std::array steps = {
 };
 constexpr int64_t currentVersion = steps.size();
 
-// The integer that a statement gives, or -1.
-int64_t integerOf( Connection &connection, const char *text )
-{
-    sqlite3_stmt *statement = nullptr;
-    int64_t value = -1;
-    if( sqlite3_prepare_v2( connection.handle(), text, -1, &statement, nullptr ) == SQLITE_OK &&
-        sqlite3_step( statement ) == SQLITE_ROW )
-        value = sqlite3_column_int64( statement, 0 );
-    sqlite3_finalize( statement );
-    return value;
-}
-
 int64_t versionOf( Connection &connection, std::string &reason )
 {
-    int64_t version = integerOf( connection, "PRAGMA user_version" );
+    int64_t version = connection.integerOf( "PRAGMA user_version" );
     if( version < 0 )
         reason = connection.failure();
     return version;
@@ -64,7 +52,7 @@ bool upgrade( Connection &connection, std::string &reason )
         return false;
     if( version > currentVersion )
         return refuseNewer( version, reason );
-    if( version == 0 && integerOf( connection, "SELECT count( * ) FROM sqlite_schema" ) != 0 )
+    if( version == 0 && connection.integerOf( "SELECT count( * ) FROM sqlite_schema" ) != 0 )
     {
         reason = "the database holds tables of something else";
         return false;

@@ -5,7 +5,7 @@ import subprocess
 import tool_case
 from tool_case import DATA, ToolCase
 
-COMMANDS = ("parse", "answer", "check", "challenge", "options", "trace")
+COMMANDS = ("parse", "answer", "check", "challenge", "settings", "trace", "register", "options", "message", "invite")
 SIGNED = DATA / "sipp" / "register_auth_authorized.sip"
 ASKED = DATA / "sipp" / "register_auth_challenge.sip"
 
@@ -16,17 +16,18 @@ class Usage(ToolCase):
         for command in COMMANDS:
             self.assertRegex(done.out, rf"(?m)^  {command} ")
             self.assertIn("--help", self.expect(0, command, "--help").out)
-        for command in ("parse", "answer", "check", "challenge", "trace"):
+        for command in ("parse", "answer", "check", "challenge", "trace", "register", "options", "message", "invite"):
             self.assertIn("--json", self.expect(0, command, "--help").out)
         for command in ("show", "normalize"):
-            self.assertIn("--json", self.expect(0, "options", command, "--help").out)
+            self.assertIn("--json", self.expect(0, "settings", command, "--help").out)
 
     def test_tells_the_version(self):
         self.assertRegex(self.expect(0, "--version").out, r"^sipauth \d+\.\d+(\.\d+)*\n$")
 
     def test_is_refused_with_2(self):
         for arguments in ((), ("unknown",), ("--unknown",), ("parse", "a", "b"), ("answer",), ("check",), ("trace",),
-                          ("challenge",), ("options",), ("options", "unknown"),
+                          ("challenge",), ("settings",), ("settings", "unknown"), ("register",),
+                          ("options",), ("message",), ("invite",),
                           ("answer", "--request", SIGNED, "--user", "alice")):
             with self.subTest(arguments):
                 done = self.expect(2, *arguments)
@@ -44,8 +45,8 @@ class Usage(ToolCase):
                               ("answer", "--user", "alice", "--request", SIGNED, "--response", path),
                               ("answer", "--user", "alice", "--request", SIGNED, "--response", ASKED, "--options",
                                options, "--password-file", path),
-                              ("challenge", "--options", path), ("options", "show", path),
-                              ("options", "normalize", path), ("trace", path)):
+                              ("challenge", "--options", path), ("settings", "show", path),
+                              ("settings", "normalize", path), ("trace", path)):
                 with self.subTest(arguments):
                     self.assertIn("cannot be read", self.expect(2, *arguments).err)
 

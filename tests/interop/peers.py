@@ -34,10 +34,13 @@ def find(name):
 
 
 def free_port():
-    """A UDP port that nobody uses at this moment."""
-    with socket.socket(socket.AF_INET, socket.SOCK_DGRAM) as probe:
-        probe.bind((HOST, 0))
-        return probe.getsockname()[1]
+    """A port that nobody uses at this moment, for UDP and for TCP."""
+    while True:
+        with socket.socket(socket.AF_INET, socket.SOCK_DGRAM) as udp, socket.socket() as tcp:
+            udp.bind((HOST, 0))
+            with contextlib.suppress(OSError):
+                tcp.bind((HOST, udp.getsockname()[1]))
+                return udp.getsockname()[1]
 
 
 def _die_with_parent():

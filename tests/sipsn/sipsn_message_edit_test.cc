@@ -186,6 +186,68 @@ TEST( MessageEdit, DeletesEveryLineOfAName )
     expectSameWhenDecodedAgain( message );
 }
 
+TEST( MessageEdit, ChangesOneLineAlone )
+{
+    auto message = decode( "A b SIP/2.0\r\nv: 1\r\n 2\r\nX:3\nVIA: 4\r\n\r\nbody" );
+    auto other = message;
+    sipsnMessageSetLineAt( message.inout(), 0, string( " 5\r\nTo: 6 " ) );
+    EXPECT_EQ( encode( message ), "A b SIP/2.0\r\nv:  5  To: 6 \r\nX:3\nVIA: 4\r\n\r\nbody" );
+    EXPECT_EQ( headerLines( message, "Via" ), ( Lines{ "5  To: 6", "4" } ) );
+    expectSameWhenDecodedAgain( message );
+    sipsnMessageSetLineAt( message.inout(), 2, string( "" ) );
+    EXPECT_EQ( headerLines( message, "Via" ), ( Lines{ "5  To: 6", "" } ) );
+    EXPECT_EQ( headerLines( other, "Via" ), ( Lines{ "1 2", "4" } ) );
+    expectSameWhenDecodedAgain( message );
+}
+
+TEST( MessageEdit, InsertsALineWhereItIsAskedTo )
+{
+    auto message = decode( "A b SIP/2.0\r\nv: 1\r\nX: 2\r\n\r\nbody" );
+    sipsnMessageInsertLineAt( message.inout(), 0, "Via", -1, string( "3" ) );
+    sipsnMessageInsertLineAt( message.inout(), 2, "Route and more", 5, string( "4\n5" ) );
+    sipsnMessageInsertLineAt( message.inout(), 4, "To", -1, string( "é" ) );
+    EXPECT_EQ( encode( message ), "A b SIP/2.0\r\nVia: 3\r\nv: 1\r\nRoute: 4 5\r\nX: 2\r\nTo: é\r\n\r\nbody" );
+    EXPECT_EQ( headerLines( message, "Via" ), ( Lines{ "3", "1" } ) );
+    expectSameWhenDecodedAgain( message );
+}
+
+TEST( MessageEdit, InsertsTheFirstLineOfAHeaderThatHadNone )
+{
+    auto message = own( sipsnMessageCreateRequest( string( "A" ), string( "b" ) ) );
+    sipsnMessageSetHeader( message.inout(), header( "Via", {} ) );
+    sipsnMessageInsertLineAt( message.inout(), 0, "v", -1, string( "1" ) );
+    EXPECT_EQ( encode( message ), "A b SIP/2.0\r\nv: 1\r\n\r\n" );
+    sipsnMessageDelLineAt( message.inout(), 0 );
+    EXPECT_EQ( headerLines( message, "Via" ), std::nullopt );
+    EXPECT_EQ( encode( message ), "A b SIP/2.0\r\n\r\n" );
+}
+
+TEST( MessageEdit, DeletesOneLineAlone )
+{
+    auto message = decode( "A b SIP/2.0\r\nv: 1\r\nX: 2\r\n 3\r\nVIA: 4\r\n\r\nbody" );
+    sipsnMessageDelLineAt( message.inout(), 1 );
+    EXPECT_EQ( encode( message ), "A b SIP/2.0\r\nv: 1\r\nVIA: 4\r\n\r\nbody" );
+    expectSameWhenDecodedAgain( message );
+    sipsnMessageDelLineAt( message.inout(), 1 );
+    EXPECT_EQ( headerLines( message, "Via" ), Lines{ "1" } );
+    expectSameWhenDecodedAgain( message );
+}
+
+TEST( MessageEdit, GivesARequestAnotherRequestIri )
+{
+    for( const char *iri : { "sip:a-much-longer-one@example.org;transport=tcp", "b", "sip:é" } )
+    {
+        auto message = decode( "INVITE sip:bob@example.com SIP/2.0\r\nv: 1\r\n 2\r\nX: 3\r\n\r\nbody" );
+        sipsnMessageSetRequestIri( message.inout(), string( iri ) );
+        EXPECT_EQ( textOf( sipsnMessageRequestIri( message ) ), iri );
+        EXPECT_EQ( textOf( sipsnMessageRequestMethod( message ) ), "INVITE" );
+        EXPECT_EQ( headerLines( message, "Via" ), Lines{ "1 2" } );
+        EXPECT_EQ( headerLines( message, "X" ), Lines{ "3" } );
+        EXPECT_EQ( messages::body( message ), "body" );
+        expectSameWhenDecodedAgain( message );
+    }
+}
+
 TEST( MessageEdit, SetsABodyAndItsLength )
 {
     auto message = decode( data( "register.sip" ) );
@@ -241,6 +303,14 @@ TEST( MessageEdit, ChangesEveryRecordedMessage )
         expectSameWhenDecodedAgain( message );
         sipsnMessageDelHeaderCstr( message.inout(), "Via", -1 );
         expectSameWhenDecodedAgain( message );
+        sipsnMessageInsertLineAt( message.inout(), 1, "Via", -1, string( "x" ) );
+        expectSameWhenDecodedAgain( message );
+        sipsnMessageSetLineAt( message.inout(), 1, string( "longer" ) );
+        expectSameWhenDecodedAgain( message );
+        if( sipsnMessageIsRequest( message ) )
+            sipsnMessageSetRequestIri( message.inout(), string( "sip:x" ) );
+        sipsnMessageDelLineAt( message.inout(), 0 );
+        expectSameWhenDecodedAgain( message );
     }
 }
 
@@ -263,6 +333,32 @@ TEST( MessageEditDeathTest, NeedsItsArguments )
     EXPECT_ABORT( sipsnMessageSetHeader( nullptr, nullptr ), path, "message" );
     EXPECT_ABORT( sipsnMessageSetBody( &none, nullptr ), path, "*message" );
     EXPECT_ABORT( sipsnMessageDelHeaderCstr( message.inout(), nullptr, -1 ), path, "name" );
+    EXPECT_ABORT( sipsnMessageSetLineAt( message.inout(), 0, nullptr ), path,
+                  "index >= 0 && index < ( *message )->linesLength" );
+    EXPECT_ABORT( sipsnMessageInsertLineAt( message.inout(), 0, "x", -1, nullptr ), path, "value" );
+    EXPECT_ABORT( sipsnMessageSetRequestIri( message.inout(), nullptr ), path, "iri" );
+}
+
+TEST( MessageEditDeathTest, RefusesLinesThatAreNotThere )
+{
+    auto message = decode( "A b SIP/2.0\r\nTo: 1\r\n\r\n" );
+    auto value = string( "x" );
+    EXPECT_ABORT( sipsnMessageSetLineAt( message.inout(), 1, value ), path,
+                  "index >= 0 && index < ( *message )->linesLength" );
+    EXPECT_ABORT( sipsnMessageDelLineAt( message.inout(), -1 ), path,
+                  "index >= 0 && index < ( *message )->linesLength" );
+    EXPECT_ABORT( sipsnMessageInsertLineAt( message.inout(), 2, "x", -1, value ), path,
+                  "index >= 0 && index <= ( *message )->linesLength" );
+    EXPECT_ABORT( sipsnMessageInsertLineAt( message.inout(), 0, "x:", -1, value ), path, "sipsn::tokenOk( text )" );
+}
+
+TEST( MessageEditDeathTest, ChangesTheRequestIriOfRequestsAlone )
+{
+    auto response = own( sipsnMessageCreateResponse( 200, string( "OK" ) ) );
+    auto request = own( sipsnMessageCreateRequest( string( "A" ), string( "b" ) ) );
+    EXPECT_ABORT( sipsnMessageSetRequestIri( response.inout(), string( "x" ) ), path,
+                  "sipsnMessageIsRequest( *message )" );
+    EXPECT_ABORT( sipsnMessageSetRequestIri( request.inout(), string( "a b" ) ), path, "sipsn::requestIriOk( iri )" );
 }
 
 } // namespace

@@ -175,6 +175,26 @@ TEST( Message, PrintsAsItsSort )
     EXPECT_EQ( textOf( sipsnMessageToString( decode( "A b SIP/2.0\r\n\r\n" ) ) ), "SIPSN_MESSAGE" );
 }
 
+TEST( Message, FindsTheLinesOfANameOneAfterTheOther )
+{
+    auto message = decode( "A b SIP/2.0\r\nv: 1\r\nTo: 2\r\nVIA: 3\r\n\r\n" );
+    EXPECT_EQ( sipsnMessageLineFindCstr( message, "via", -1, 0 ), 0 );
+    EXPECT_EQ( sipsnMessageLineFindCstr( message, "V and more", 1, 1 ), 2 );
+    EXPECT_EQ( sipsnMessageLineFindCstr( message, "Via", -1, 3 ), -1 );
+    EXPECT_EQ( sipsnMessageLineFindCstr( message, "t", -1, 0 ), 1 );
+    EXPECT_EQ( sipsnMessageLineFindCstr( message, "From", -1, 0 ), -1 );
+}
+
+TEST( Message, GivesTheBytesOfALine )
+{
+    auto message = decode( "A b SIP/2.0\r\nTo: \t1\r\n 2 \xFF \r\nX:\r\n\r\n" );
+    int64_t length = -1;
+    const char *bytes = sipsnMessageLineBytesAt( message, 0, &length );
+    EXPECT_EQ( std::string( bytes, static_cast<size_t>( length ) ), "1\r\n 2 \xFF" );
+    sipsnMessageLineBytesAt( message, 1, &length );
+    EXPECT_EQ( length, 0 );
+}
+
 TEST( MessageDeathTest, IsAskedOnlyWhatItsKindHas )
 {
     auto request = decode( "A b SIP/2.0\r\nT: 1\r\n\r\n" );
@@ -187,6 +207,12 @@ TEST( MessageDeathTest, IsAskedOnlyWhatItsKindHas )
     EXPECT_ABORT( sipsnMessageLineNameAt( request, 1 ), path, "index >= 0 && index < message->linesLength" );
     EXPECT_ABORT( sipsnMessageLineValueAt( request, -1 ), path, "index >= 0 && index < message->linesLength" );
     EXPECT_ABORT( sipsnMessageEncode( nullptr ), path, "message" );
+    int64_t length = 0;
+    EXPECT_ABORT( sipsnMessageLineBytesAt( request, 1, &length ), path, "index >= 0 && index < message->linesLength" );
+    EXPECT_ABORT( sipsnMessageLineBytesAt( request, 0, nullptr ), path, "length" );
+    EXPECT_ABORT( sipsnMessageLineFindCstr( request, "To", -1, 2 ), path,
+                  "index >= 0 && index <= message->linesLength" );
+    EXPECT_ABORT( sipsnMessageLineFindCstr( request, "To", -2, 0 ), path, "length >= -1" );
 }
 
 } // namespace

@@ -103,7 +103,7 @@ TEST_F( DirectoryConfig, HasACanonicalForm )
     expected.set( "label", "a" ).set( "on", true ).set( "nested", Store().set( "n", int64_t{ 7 } ) );
     EXPECT_EQ( normal( odd, 0 ), shown( expected ) );
     auto full = Store().set( "driver", "fake" ).set( "lookupTimeout", int64_t{ 2000 } );
-    full.set( "maxLookups", int64_t{ 5 } ).set( "label", "a" ).set( "on", true );
+    full.set( "maxLookups", int64_t{ 5 } ).set( "decoys", false ).set( "label", "a" ).set( "on", true );
     full.set( "nested", Store().set( "n", int64_t{ 7 } ) );
     EXPECT_EQ( normal( odd, 1 ), shown( full ) );
     EXPECT_EQ( normal( Store().set( "driver", "memory" ).set( "maxLookups", int64_t{ 1000 } ), 0 ), shown( Store() ) );

@@ -29,6 +29,8 @@ public:
     void kill();
     void shutDown();
 
+    /// A file of the server's data.
+    std::string data( const std::string &name ) const { return folder_ / ( "data/" + name ); }
     /// How to connect, as libpq takes it.
     std::string connection() const { return "host=" + folder_.path() + " dbname=postgres user=postgres"; }
     /// Runs a statement on a connection of its own: the value that it gives, "ok", or what failed.

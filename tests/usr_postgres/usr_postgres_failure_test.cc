@@ -118,6 +118,36 @@ TEST_F( PostgresFailures, ConnectionsThatTheServerEndsAreReplaced )
     }
 }
 
+// What was told while the connection was lost, nobody heard.
+TEST_F( PostgresFailures, AConnectionThatWasLostMayHaveMissedAChange )
+{
+    auto directory = withAlice();
+    // It begins to listen, and hears of alice.
+    auto soon = std::chrono::steady_clock::now() + std::chrono::milliseconds( 1500 );
+    runUntil( [&] { return std::chrono::steady_clock::now() > soon; } );
+    int64_t before = usrDirectoryChanges( directory );
+    Server::shared().shutDown();
+    Server::shared().start();
+    EXPECT_TRUE( runUntil( [&] { return usrDirectoryChanges( directory ) > before; } ) );
+    before = usrDirectoryChanges( directory );
+    EXPECT_EQ( sql( "UPDATE sipauth_users SET enabled = false" ), "ok" );
+    EXPECT_EQ( sql( "SELECT pg_notify( 'sipauth_users', '' )" ), "" );
+    EXPECT_TRUE( runUntil( [&] { return usrDirectoryChanges( directory ) > before; } ) );
+}
+
+// A server that only follows another one tells nobody of changes.
+TEST_F( PostgresFailures, AServerThatCannotTellOfChangesIsGoodForLookups )
+{
+    withAlice().clear();
+    Server::shared().shutDown();
+    users::write( Server::shared().data( "standby.signal" ), "" );
+    Server::shared().start();
+    auto directory = tryCreate( configuration() );
+    EXPECT_TRUE( foundAgain( directory ) );
+    EXPECT_TRUE( runUntil( [&] { return traced( "postgres: changes are not noticed: " ); } ) );
+    EXPECT_EQ( sql( "SELECT pg_promote()" ), "t" );
+}
+
 TEST_F( PostgresFailures, ChangesFailAtOnceWithoutAServer )
 {
     auto directory = withAlice();

@@ -14,6 +14,7 @@
 namespace behaviour
 {
 
+using pb::own;
 using testing::ElementsAre;
 using users::add;
 using users::list;
@@ -265,13 +266,80 @@ TYPED_TEST_P( Driver, AnswersWhileUsersChange )
     EXPECT_EQ( this->find( directory, "alice" ), "1 alice password 50" );
 }
 
+TYPED_TEST_P( Driver, TellsOfChangesThatItsDirectoryMakes )
+{
+    auto directory = this->open();
+    EXPECT_TRUE( usrDirectoryTellsChanges( directory ) );
+    int64_t before = usrDirectoryChanges( directory );
+    auto grown = [&] { return std::exchange( before, usrDirectoryChanges( directory ) ) < before; };
+    EXPECT_EQ( add( directory, "1", "alice", "", "secret" ), "ok" );
+    EXPECT_TRUE( grown() );
+    EXPECT_EQ( setPassword( directory, "1", "other" ), "ok" );
+    EXPECT_TRUE( grown() );
+    EXPECT_EQ( setEnabled( directory, "1", false ), "ok" );
+    EXPECT_TRUE( grown() );
+    EXPECT_EQ( remove( directory, "1" ), "ok" );
+    EXPECT_TRUE( grown() );
+}
+
+TYPED_TEST_P( Driver, TellsOfChangesThatOthersMake )
+{
+    auto other = this->open();
+    auto directory = this->open();
+    // Time enough for all that is to be noticed.
+    auto rest = [&]
+    {
+        auto end = std::chrono::steady_clock::now() + std::chrono::milliseconds( 1500 );
+        this->runUntil( [&] { return std::chrono::steady_clock::now() > end; } );
+        return usrDirectoryChanges( directory );
+    };
+    int64_t before = rest();
+    EXPECT_EQ( rest(), before ) << "it grows without any change";
+    auto noticed = [&]
+    {
+        bool grown = this->runUntil( [&] { return usrDirectoryChanges( directory ) > before; } );
+        before = usrDirectoryChanges( directory );
+        return grown;
+    };
+    EXPECT_EQ( add( other, "1", "alice", "", "secret" ), "ok" );
+    EXPECT_TRUE( noticed() );
+    EXPECT_EQ( setPassword( other, "1", "other" ), "ok" );
+    EXPECT_TRUE( noticed() );
+    EXPECT_EQ( setEnabled( other, "1", false ), "ok" );
+    EXPECT_TRUE( noticed() );
+    EXPECT_EQ( remove( other, "1" ), "ok" );
+    EXPECT_TRUE( noticed() );
+}
+
+TYPED_TEST_P( Driver, EndsLookupsOfNobodyWithADecoy )
+{
+    auto directory = this->open();
+    add( directory, "1", "alice", "", "secret" );
+    add( directory, "2", "bob", "", "secret" );
+    setEnabled( directory, "2", false );
+    auto config = own( usrDirectoryConfig( directory, 0 ) );
+    pbStoreSetValueBoolCstr( config.inout(), "decoys", -1, 1 );
+    ASSERT_TRUE( usrDirectoryTrySetConfig( directory, config, nullptr ) );
+    EXPECT_EQ( this->find( directory, "alice" ), "1 alice secret" );
+    for( const char *name : { "bob", "carol" } )
+    {
+        std::string found = this->find( directory, name );
+        std::string start = std::string( "decoy:" ) + name + " " + name + " ";
+        EXPECT_EQ( found.substr( 0, start.size() ), start );
+        EXPECT_EQ( found.size(), start.size() + 44 );
+        EXPECT_EQ( this->find( directory, name ), found );
+    }
+}
+
 REGISTER_TYPED_TEST_SUITE_P( Driver, FindsAUserWithPassword, WithARealmPrefersTheUserOfThatRealm,
                              WithoutARealmFindsTheOnlyOneOfAName, TellsWhoIsDisabledOrHasNoPassword,
                              TakesNamesOfAllKinds, ChangesAndDeletes, RefusesASecondUserOfAnIdOrOfANameAndRealm,
                              ListsThemInOrder, KeepsThemFromOneDirectoryToTheNext,
                              SharesTheDatabaseWithOtherDirectories, TracesNoPassword, DoesNotOpenAPasswordInAnotherRow,
                              RotatesKeysByALineInTheKeyFile, SealsNothingWhenTheKeyFileIsLost,
-                             EndsWhatWaitsWhenTheDirectoryGoes, AnswersManyLookupsAtOnce, AnswersWhileUsersChange );
+                             EndsWhatWaitsWhenTheDirectoryGoes, AnswersManyLookupsAtOnce, AnswersWhileUsersChange,
+                             TellsOfChangesThatItsDirectoryMakes, TellsOfChangesThatOthersMake,
+                             EndsLookupsOfNobodyWithADecoy );
 
 } // namespace behaviour
 

@@ -70,6 +70,14 @@ protected:
         return directory;
     }
 
+    /// The directory's number of changes once everything so far has been noticed.
+    int64_t settledChanges( usrDirectory *directory )
+    {
+        auto end = std::chrono::steady_clock::now() + std::chrono::milliseconds( 1500 );
+        runUntil( [&] { return std::chrono::steady_clock::now() > end; } );
+        return usrDirectoryChanges( directory );
+    }
+
     std::string sql( const std::string &text ) { return Other( path ).run( text ); }
     std::string keyFile() const { return path + ".key"; }
     std::string table() const { return "users"; }

@@ -80,6 +80,28 @@ TEST_F( SqliteUsers, IsMadeByManyAtTheSameTime )
     }
 }
 
+TEST_F( SqliteUsers, NoticesChangesBesideTheDriver )
+{
+    auto directory = open();
+    add( directory, "1", "alice", "", "secret" );
+    int64_t before = settledChanges( directory );
+    EXPECT_EQ( sql( "UPDATE users SET enabled = 0" ), "ok" );
+    EXPECT_TRUE( runUntil( [&] { return usrDirectoryChanges( directory ) > before; } ) );
+}
+
+TEST_F( SqliteUsers, NoticesAnotherFileUnderThePath )
+{
+    auto directory = open();
+    add( directory, "1", "alice", "", "secret" );
+    EXPECT_EQ( sql( "VACUUM INTO '" + ( folder / "backup.db" ) + "'" ), "ok" );
+    int64_t before = settledChanges( directory );
+    for( const char *beside : { "users.db", "users.db-wal", "users.db-shm" } )
+        std::filesystem::remove( folder / beside );
+    EXPECT_EQ( settledChanges( directory ), before ) << "without a database nobody has changed";
+    std::filesystem::rename( folder / "backup.db", path );
+    EXPECT_TRUE( runUntil( [&] { return usrDirectoryChanges( directory ) > before; } ) );
+}
+
 TEST_F( SqliteUsers, TakesAnotherKeyFileWhenItIsTold )
 {
     auto configured = configuration();

@@ -102,9 +102,7 @@ const char *responseFailure( trStream *stream, sipauthDigestState *state, sipsnM
                              sipauthCredentials *credentials, sipauthAuthorization *authorization, int64_t qop )
 {
     constexpr int64_t anchorKind = 9;
-    pb::Ref<trAnchor> anchor;
-    if( trStreamRecorded( stream ) )
-        anchor = pb::own( trAnchorCreate( stream, anchorKind ) );
+    auto anchor = pb::own( trAnchorCreate( stream, anchorKind ) );
     auto computed = pb::own( sipauthDigestStateTryComputeResponse(
         state, request, credentials, qop, authorization->digestCnonce, authorization->digestIri, anchor ) );
     if( !computed )

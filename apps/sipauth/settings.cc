@@ -1,4 +1,4 @@
-// sipauth options: the effective options of a file, and what is wrong in it.
+// sipauth settings: the effective options of a file, and what is wrong in it.
 #include "commands.h"
 #include "options_file.h"
 
@@ -50,10 +50,10 @@ Exit show( const Arguments &arguments, bool full )
     return file.findings.empty() ? exitYes : exitNo;
 }
 
-void addShow( CLI::App &options, const char *name, const char *description, bool full, Exit &result )
+void addShow( CLI::App &settings, const char *name, const char *description, bool full, Exit &result )
 {
     auto arguments = std::make_shared<Arguments>();
-    CLI::App *command = options.add_subcommand( name, description );
+    CLI::App *command = settings.add_subcommand( name, description );
     command->add_option( "FILE", arguments->file, "A TOML file, \"-\" for standard input; without one, the defaults" );
     addJson( *command, arguments->json );
     command->callback( [arguments, full, &result] { result = show( *arguments, full ); } );
@@ -61,12 +61,13 @@ void addShow( CLI::App &options, const char *name, const char *description, bool
 
 } // namespace
 
-void addOptions( CLI::App &app, Exit &result )
+void addSettings( CLI::App &app, Exit &result )
 {
-    CLI::App *options = app.add_subcommand( "options", "Show the options of a file and what is wrong in it" );
-    options->require_subcommand( 1 );
-    addShow( *options, "show", "Print every option, with a word on whether it is explicit or a default", true, result );
-    addShow( *options, "normalize", "Print just what differs from the defaults", false, result );
+    CLI::App *settings = app.add_subcommand( "settings", "Show the options of a file and what is wrong in it" );
+    settings->require_subcommand( 1 );
+    addShow( *settings, "show", "Print every option, with a word on whether it is explicit or a default", true,
+             result );
+    addShow( *settings, "normalize", "Print just what differs from the defaults", false, result );
 }
 
 } // namespace tool

@@ -1,1 +1,0 @@
-// Makes the library there before its parts are.

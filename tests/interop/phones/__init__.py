@@ -1,0 +1,1 @@
+"""SIP clients of others, run without a screen or a keyboard, one command at a time."""
