@@ -22,10 +22,12 @@ inline void startHost()
     }();
 }
 
-/// One of a few methods, all that a channel may take and some that it may not.
+/// One of a few methods, all that a channel may take and some that it may not; most often INVITE, which has the longest
+/// life.
 inline std::string methodOf( Input &input )
 {
-    constexpr const char *methods[] = { "REGISTER", "INVITE", "MESSAGE", "STRANGE", "CANCEL", "ACK", "BYE", "invite" };
+    constexpr const char *methods[] = { "REGISTER", "INVITE", "INVITE", "INVITE",
+                                        "STRANGE",  "CANCEL", "ACK",    "invite" };
     return methods[input.below( 8 )];
 }
 

@@ -139,7 +139,12 @@ public:
     {
         if( entries_.empty() )
             return;
-        Entry &entry = *entries_[input_.byte() % entries_.size()];
+        size_t index = input_.byte() % entries_.size();
+        // Mostly one that goes on.
+        if( input_.flag() )
+            while( index > 0 && !entries_[index]->accepted )
+                index--;
+        Entry &entry = *entries_[index];
         switch( input_.below( 4 ) )
         {
         case 0:

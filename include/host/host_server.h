@@ -113,6 +113,10 @@ PB_EXPORT pbString *hostServerTransactionIdentity( hostServerTransaction *transa
 /// Answers an accepted request. 1 when the response will be sent; 0 when the guard refused it (a second final response,
 /// for example): it is dropped and reported.
 PB_EXPORT pbBool hostServerTransactionRespond( hostServerTransaction *transaction, sipsnMessage *response );
+/// Reports one more event of a request that was accepted, as the host finds out about it: HOST_REASON_IDENTITY, for
+/// example. STATUS is that of the answer, -1 for none; NOTE is C text or null.
+PB_EXPORT void hostServerTransactionReport( hostServerTransaction *transaction, int64_t reason, int64_t status,
+                                            const char *note );
 /// A CANCEL for this request. One that comes early is kept until the request has been accepted. 0 when it was refused.
 PB_EXPORT pbBool hostServerTransactionCancel( hostServerTransaction *transaction, sipsnMessage *cancel );
 /// An ACK for this request. 0 when it was refused: it may then be handled without the library.

@@ -45,7 +45,9 @@ typedef int64_t HOST_SETTING;
 #define HOST_SETTING_CLIENT_ALLOW_DOWNGRADE 25   /* "clientDowngrade": 0; 1: MD5 for a realm that once offered SHA-256 */
 #define HOST_SETTING_CLIENT_BACKOFF 26           /* "clientBackoff": 1000 ms, doubled after each failure */
 #define HOST_SETTING_CLIENT_BACKOFF_MAX 27       /* "clientBackoffMax": 60000 ms */
-#define HOST_SETTING_COUNT 28
+/* What credentials must agree with. */
+#define HOST_SETTING_CHECK_URI 28 /* "checkUri": 1; 0: nothing, 1: the host of the Request-URI, 2: all of it */
+#define HOST_SETTING_COUNT 29
 /// Whether a number is one of the settings.
 #define HOST_SETTING_OK( setting ) ( ( setting ) >= 0 && ( setting ) < HOST_SETTING_COUNT )
 

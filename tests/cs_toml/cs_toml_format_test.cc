@@ -86,6 +86,8 @@ TEST_F( TomlFormat, HoldsVersionsAndObjects )
 TEST_F( TomlFormat, RefusesWhatItDoesNotKnow )
 {
     EXPECT_EQ( refusal( "a = " ).substr( 0, 5 ), ":1:5:" );
+    for( const char *broken : { "[[[", "[=", "[[ ]]", "[", "a.=1", "= 1", "[a.\n", "\"" } )
+        EXPECT_EQ( refusal( broken ).substr( 0, 3 ), ":1:" ) << broken;
     EXPECT_EQ( refusal( "[objects.a]\n" ), ":1:2: 'objects' is not known here, only 'modules' and 'object' are" );
     EXPECT_EQ( refusal( "\nmodules = 1\n" ), ":2:1: 'modules' must be a table" );
     EXPECT_EQ( refusal( "[modules]\nsipauth = 3.1\n" ),
