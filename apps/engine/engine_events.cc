@@ -4,6 +4,7 @@
 #include "engine/engine_invite.h"
 #include "engine/engine_server.h"
 #include "engine/engine_text.h"
+#include "engine/engine_usual.h"
 
 #include <netinet/tcp.h>
 
@@ -68,6 +69,8 @@ bool EngineImp::onDatagram( struct sa *, struct mbuf *buffer, void *socket ) noe
 {
     if( isKeepAlive( *buffer ) )
         return true;
+    if( isUsual( { reinterpret_cast<const char *>( mbuf_buf( buffer ) ), mbuf_get_left( buffer ) } ) )
+        return false;
     const size_t position = buffer->pos;
     struct sip_msg *message = nullptr;
     const int error = sip_msg_decode( &message, buffer );
