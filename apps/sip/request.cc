@@ -9,6 +9,9 @@ namespace sip
 namespace
 {
 
+// What most responses have room in.
+constexpr size_t usualSize = 1024;
+
 // Limits of responses that are made from requests, which were within limits themselves.
 pb::Ref<sipsnLimits> wideLimits()
 {
@@ -30,9 +33,10 @@ std::string problemOfMandatory( const Message &request )
 {
     for( const char *name : { "To", "From", "Call-ID", "CSeq" } )
     {
-        if( !request.has( name ) )
+        int64_t first = sipsnMessageLineFindCstr( request.get(), name, -1, 0 );
+        if( first < 0 )
             return std::string( "Missing " ) + name;
-        if( repeated( request, name ) )
+        if( sipsnMessageLineFindCstr( request.get(), name, -1, first + 1 ) >= 0 )
             return std::string( "Repeated " ) + name;
     }
     for( const char *name : { "To", "From" } )
@@ -71,13 +75,13 @@ std::string problemOfNumber( const Message &request, const char *name, uint64_t 
 
 std::string problemOfLength( const Message &request )
 {
+    if( !request.has( "Content-Length" ) )
+        return {};
     auto body = pb::own( sipsnMessageBody( request.get() ) );
     auto length = static_cast<uint64_t>( body ? pbBufferLength( body ) : 0 );
-    std::string problem = problemOfNumber( request, "Content-Length", length );
-    if( problem.empty() && request.has( "Content-Length" ) &&
-        numberOf( request.view( "Content-Length" ), length ) != length )
-        problem = "Bad Content-Length";
-    return problem;
+    bool good =
+        !repeated( request, "Content-Length" ) && numberOf( request.view( "Content-Length" ), length ) == length;
+    return good ? "" : "Bad Content-Length";
 }
 
 void appendLine( std::string &text, std::string_view name, std::string_view value )
@@ -139,6 +143,7 @@ Message respond( const Message &request, int status, std::string_view reason, co
     // Put together as text and read once: this is much cheaper than one change after the other.
     std::string text = Message::response( status, reason ).encode();
     text.resize( text.size() - 2 );
+    text.reserve( usualSize );
     for( const std::string &via : request.lines( "Via" ) )
         appendLine( text, "Via", via );
     appendLine( text, "From", request.header( "From" ) );
@@ -154,7 +159,8 @@ Message respond( const Message &request, int status, std::string_view reason, co
 
 void addReceived( Message &request, const std::string &host, uint16_t port )
 {
-    std::vector<std::string> items = request.items( "Via" );
+    std::string line = request.header( "Via" );
+    std::vector<std::string_view> items = splitList( line );
     std::optional<Via> via = items.empty() ? std::nullopt : Via::parse( items.front() );
     if( !via )
         return;
