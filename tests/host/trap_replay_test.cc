@@ -92,7 +92,7 @@ TEST_F( Trap, CapturedCredentialsAreSentWithAnotherRequest )
         const char *from;
         const char *to;
     };
-    auto forged = [this]( const std::string &captured, bool otherMethod )
+    auto forged = []( const std::string &captured, bool otherMethod )
     {
         std::string line = "Authorization: " + linesOf( captured, "Authorization" ).at( 0 ) + "\r\n";
         std::string wire = requestOf( otherMethod ? "MESSAGE" : "REGISTER", 7, line );
