@@ -160,7 +160,9 @@ std::vector<std::string_view> splitList( std::string_view value )
     };
     size_t start = 0;
     bool bracketed = false;
-    for( size_t at = 0; at < value.size(); at++ )
+    // Most are lists of one item.
+    bool list = value.find( ',' ) != std::string_view::npos;
+    for( size_t at = 0; list && at < value.size(); at++ )
     {
         if( value[at] == '"' && !bracketed )
             at = std::min( quotedEnd( value, at ), value.size() ) - 1;

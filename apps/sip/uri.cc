@@ -231,10 +231,12 @@ std::string lowerCase( std::string_view text )
 
 std::string_view trimmed( std::string_view text )
 {
-    constexpr std::string_view blanks = " \t\r\n";
-    size_t start = std::min( text.find_first_not_of( blanks ), text.size() );
-    text.remove_prefix( start );
-    return text.substr( 0, text.find_last_not_of( blanks ) + 1 );
+    auto blank = []( char ch ) { return ch == ' ' || ch == '\t' || ch == '\r' || ch == '\n'; };
+    while( !text.empty() && blank( text.front() ) )
+        text.remove_prefix( 1 );
+    while( !text.empty() && blank( text.back() ) )
+        text.remove_suffix( 1 );
+    return text;
 }
 
 std::optional<uint64_t> numberOf( std::string_view text, uint64_t maximum )
@@ -249,6 +251,8 @@ std::optional<uint64_t> numberOf( std::string_view text, uint64_t maximum )
 Parameters Parameters::parse( std::string_view text )
 {
     Parameters result;
+    if( text.empty() )
+        return result;
     size_t start = 0;
     bool quoted = false;
     for( size_t at = 0; at <= text.size(); at++ )

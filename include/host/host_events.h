@@ -39,6 +39,8 @@ PB_EXPORT hostEvents *hostEventsCreate( void );
 PB_EXPORT void hostEventsSetListener( hostEvents *events,
                                       void ( *listener )( void *context, const char *line, int64_t length ),
                                       void *context );
+/// 1 when there is a listener, so that a report's texts are worth making, else 0.
+PB_EXPORT pbBool hostEventsHasListener( hostEvents *events );
 /// Counts and tells an event. All but EVENTS and REASON may be null; STATUS is -1 for none; NOTE is C text.
 PB_EXPORT void hostEventsReport( hostEvents *events, int64_t reason, hostPeer *peer, pbString *method, int64_t status,
                                  pbString *user, pbString *identity, pbString *realm, pbString *callId,

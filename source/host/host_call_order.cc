@@ -33,10 +33,10 @@ std::string_view methodOfCSeq( std::string_view text )
     return digits == 0 || start == digits ? std::string_view() : text.substr( start );
 }
 
-// Null, or not ASCII alone: no method then.
+// Not ASCII alone: no method then.
 std::string_view asciiOf( pbString *string )
 {
-    const char *bytes = string ? pbStringAscii( string ) : nullptr;
+    const char *bytes = pbStringAscii( string );
     return bytes ? std::string_view( bytes, static_cast<size_t>( pbStringLength( string ) ) ) : std::string_view();
 }
 
@@ -44,10 +44,10 @@ std::string_view asciiOf( pbString *string )
 // several CSeq nobody knows which one the others read.
 bool cseqAgrees( sipsnMessage *request )
 {
-    auto header = pb::own( sipsnMessageHeaderCstr( request, "CSeq", -1 ) );
-    if( !header || sipsnMessageHeaderLinesLength( header ) != 1 )
+    int64_t index = sipsnMessageLineFindCstr( request, "CSeq", -1, 0 );
+    if( index < 0 || sipsnMessageLineFindCstr( request, "CSeq", -1, index + 1 ) >= 0 )
         return false;
-    auto line = pb::own( sipsnMessageHeaderLineAt( header, 0 ) );
+    auto line = pb::own( sipsnMessageLineValueAt( request, index ) );
     auto method = pb::own( sipsnMessageRequestMethod( request ) );
     std::string_view name = methodOfCSeq( asciiOf( line ) );
     return !name.empty() && name == asciiOf( method );

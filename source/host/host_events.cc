@@ -84,6 +84,12 @@ void hostEventsSetListener( hostEvents *events, void ( *listener )( void *contex
     events->context = context;
 }
 
+pbBool hostEventsHasListener( hostEvents *events )
+{
+    PB_ASSERT( events );
+    return events->listener != nullptr;
+}
+
 void hostEventsReport( hostEvents *events, int64_t reason, hostPeer *peer, pbString *method, int64_t status,
                        pbString *user, pbString *identity, pbString *realm, pbString *callId, const char *note )
 {

@@ -130,10 +130,14 @@ void answer( hostServerTransaction *transaction )
 void report( hostServerTransaction *transaction, int64_t reason, int64_t status, const char *note )
 {
     hostServer *server = transaction->server;
-    auto method = pb::own( sipsnMessageRequestMethod( transaction->request ) );
+    pb::Ref<pbString> method;
     pb::Ref<pbString> callId;
-    if( auto header = pb::own( sipsnMessageHeaderCstr( transaction->request, "Call-ID", -1 ) ) )
-        callId = pb::own( sipsnMessageHeaderLastLine( header ) );
+    if( hostEventsHasListener( server->events ) )
+    {
+        method = pb::own( sipsnMessageRequestMethod( transaction->request ) );
+        if( auto header = pb::own( sipsnMessageHeaderCstr( transaction->request, "Call-ID", -1 ) ) )
+            callId = pb::own( sipsnMessageHeaderLastLine( header ) );
+    }
     hostEventsReport( server->events, reason, transaction->peer, method, status, transaction->userName,
                       transaction->identity, server->realm, callId, note );
 }

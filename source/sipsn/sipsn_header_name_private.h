@@ -3,6 +3,8 @@
 #ifndef SIPSN_SIPSN_HEADER_NAME_PRIVATE_H
 #define SIPSN_SIPSN_HEADER_NAME_PRIVATE_H
 
+#include "sipsn/sipsn_text_private.h"
+
 #include <pb/pb_string.h>
 
 #include <string_view>
@@ -22,7 +24,12 @@ public:
     explicit HeaderName( pbString *name );
 
     /// Whether a name, in either form, is this one.
-    bool matches( std::string_view name ) const;
+    bool matches( std::string_view name ) const
+    {
+        if( name.size() == 1 && compact_ )
+            return lower( name[0] ) == compact_;
+        return equalsCaseFold( name, long_ );
+    }
     bool matches( pbString *name ) const;
 
 private:
