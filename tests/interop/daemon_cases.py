@@ -11,6 +11,19 @@ default = "legacy"
 challengeInDialog = true
 """
 TRANSPORTS = ("UDP", "TCP", "TLS")
+REGISTER_WRONG = "register, wrong password"
+CALL_WRONG = "call, wrong password"
+MESSAGE_WRONG = "message, wrong password"
+GIVEN_UP = "call given up while it rings"
+
+
+def cases_of(what):
+    return [f"{what}, {transport}" for transport in TRANSPORTS]
+
+
+REGISTER, MESSAGE = cases_of("register"), cases_of("message")
+CALL = cases_of("call, ACK and BYE")
+CHECKED_CALL = cases_of("call, BYE checked, passed at once")
 
 
 def refused(site, before, method):
@@ -67,18 +80,18 @@ def with_sipp(matrix, site):
         refused(site, before, method)
         site.forget("bob")
 
-    matrix.case("sipp", "register, UDP", lambda: registers("u1"))
-    matrix.case("sipp", "register, TCP", lambda: registers("t1"))
-    matrix.case("sipp", "register, wrong password", register_wrong)
-    matrix.case("sipp", "call, ACK and BYE, UDP", lambda: calls("sipp_invite.xml", True, ("INVITE", "ACK", "BYE")))
-    matrix.case("sipp", "call, ACK and BYE, TCP",
+    matrix.case("sipp", REGISTER[0], lambda: registers("u1"))
+    matrix.case("sipp", REGISTER[1], lambda: registers("t1"))
+    matrix.case("sipp", REGISTER_WRONG, register_wrong)
+    matrix.case("sipp", CALL[0], lambda: calls("sipp_invite.xml", True, ("INVITE", "ACK", "BYE")))
+    matrix.case("sipp", CALL[1],
                 lambda: calls("sipp_invite.xml", True, ("INVITE", "ACK", "BYE"), "t1"))
-    matrix.case("sipp", "call, wrong password", lambda: call_wrong("sipp_invite.xml", "INVITE"))
-    matrix.case("sipp", "call given up: CANCEL, 487",
+    matrix.case("sipp", CALL_WRONG, lambda: call_wrong("sipp_invite.xml", "INVITE"))
+    matrix.case("sipp", GIVEN_UP,
                 lambda: calls("sipp_cancel.xml", False, ("INVITE", "CANCEL", "ACK")))
-    matrix.case("sipp", "message, UDP", lambda: calls("sipp_message.xml", True, ("MESSAGE",)))
-    matrix.case("sipp", "message, TCP", lambda: calls("sipp_message.xml", True, ("MESSAGE",), "t1"))
-    matrix.case("sipp", "message, wrong password", lambda: call_wrong("sipp_message.xml", "MESSAGE"))
+    matrix.case("sipp", MESSAGE[0], lambda: calls("sipp_message.xml", True, ("MESSAGE",)))
+    matrix.case("sipp", MESSAGE[1], lambda: calls("sipp_message.xml", True, ("MESSAGE",), "t1"))
+    matrix.case("sipp", MESSAGE_WRONG, lambda: call_wrong("sipp_message.xml", "MESSAGE"))
 
 
 def with_sipsak(matrix, site):
@@ -101,9 +114,9 @@ def with_sipsak(matrix, site):
         expect(status != 0, said)
         refused(site, before, "REGISTER")
 
-    matrix.case("sipsak", "register, UDP", lambda: registers("udp"))
-    matrix.case("sipsak", "register, TCP", lambda: registers("tcp"))
-    matrix.case("sipsak", "register, wrong password", wrong_password)
+    matrix.case("sipsak", REGISTER[0], lambda: registers("udp"))
+    matrix.case("sipsak", REGISTER[1], lambda: registers("tcp"))
+    matrix.case("sipsak", REGISTER_WRONG, wrong_password)
 
 
 def with_baresip(matrix, site, careful):
@@ -155,6 +168,16 @@ def with_baresip(matrix, site, careful):
         refused(site, before, "INVITE")
         site.forget("bob")
 
+    def gives_up():
+        with Callee(answers=False) as callee, phone() as alice:
+            site.bind("bob", callee.contact())
+            alice.run(f"/dial sip:bob@{DOMAIN}")
+            alice.wait_for("180 Ringing")
+            alice.process.terminate()
+            callee.wait_for("CANCEL")
+        site.forget("bob")
+        site.forget("alice")
+
     def is_called():
         with phone("bob", answer="auto") as bob, phone() as alice:
             bob.run()
@@ -166,15 +189,15 @@ def with_baresip(matrix, site, careful):
         site.forget("alice")
         site.forget("bob")
 
-    for transport in TRANSPORTS:
-        matrix.case("baresip", f"register, {transport}", lambda: registers(transport.lower()))
-    matrix.case("baresip", "register, wrong password", register_wrong)
-    for transport in TRANSPORTS:
-        matrix.case("baresip", f"call, ACK and BYE, {transport}", lambda: calls(transport.lower()))
-    matrix.case("baresip", "call, wrong password", call_wrong)
-    for transport in TRANSPORTS:
-        matrix.case("baresip", f"call, BYE checked and passed at once, {transport}",
-                    lambda: calls(transport.lower(), careful))
+    for transport, case in zip(TRANSPORTS, REGISTER):
+        matrix.case("baresip", case, lambda: registers(transport.lower()))
+    matrix.case("baresip", REGISTER_WRONG, register_wrong)
+    for transport, case in zip(TRANSPORTS, CALL):
+        matrix.case("baresip", case, lambda: calls(transport.lower()))
+    matrix.case("baresip", CALL_WRONG, call_wrong)
+    matrix.case("baresip", GIVEN_UP, gives_up)
+    for transport, case in zip(TRANSPORTS, CHECKED_CALL):
+        matrix.case("baresip", case, lambda: calls(transport.lower(), careful))
     matrix.case("baresip", "is called by itself", is_called)
 
 
@@ -225,33 +248,38 @@ def with_linphone(matrix, site, name, algorithm, careful=False):
         site.forget("bob")
         site.forget("alice")
 
-    for transport in TRANSPORTS:
-        matrix.case(name, f"register, {transport}", lambda: registers(transport.lower()))
-    matrix.case(name, "register, wrong password", register_wrong)
-    for transport in TRANSPORTS:
-        case = "call, BYE checked and passed at once" if careful else "call, ACK and BYE"
-        matrix.case(name, f"{case}, {transport}", lambda: calls(transport.lower()))
+    def gives_up():
+        with Callee(answers=False) as callee, phone() as alice:
+            site.bind("bob", callee.contact())
+            alice.wait_for_registration("Ok")
+            alice.tell(f"call sip:bob@{DOMAIN}")
+            alice.wait_for("LinphoneCallOutgoingRinging")
+            alice.tell("terminate")
+            callee.wait_for("CANCEL", "ACK")
+        site.forget("bob")
+        site.forget("alice")
 
-
-def ends(matrix, site, what):
-    status = site.daemon.stop()
-    if matrix.peer("sipauthd", "itself"):
-        matrix.case("sipauthd", f"ends in order, {what}", lambda: expect(status == 0, f"exit status {status}"))
+    for transport, case in zip(TRANSPORTS, REGISTER):
+        matrix.case(name, case, lambda: registers(transport.lower()))
+    matrix.case(name, REGISTER_WRONG, register_wrong)
+    for transport, case in zip(TRANSPORTS, CHECKED_CALL if careful else CALL):
+        matrix.case(name, case, lambda: calls(transport.lower()))
+    matrix.case(name, GIVEN_UP, gives_up)
 
 
 def run(matrix, program, tool, quick):
     """QUICK leaves out the phones."""
     if matrix.only and not {"sipp", "sipsak", "baresip", "linphone"} & set(matrix.only):
-        return None
-    matrix.section("Clients against sipauthd")
+        return
+    matrix.section("Clients against sipauthd", [*REGISTER, REGISTER_WRONG, *CALL, *CHECKED_CALL, CALL_WRONG, GIVEN_UP,
+                                                *MESSAGE, MESSAGE_WRONG])
     with Site(program, tool) as site:
         with_sipp(matrix, site)
         with_sipsak(matrix, site)
-        if quick:
-            return ends(matrix, site, "phones")
-        with Site(program, tool, more=CAREFUL) as careful:
-            with_baresip(matrix, site, careful)
-            with_linphone(matrix, site, "linphone, SHA-256", "SHA-256")
-            with_linphone(matrix, careful, "linphone, MD5", "MD5", careful=True)
-            ends(matrix, careful, "challenging in dialogs")
-        ends(matrix, site, "phones")
+        if not quick:
+            with Site(program, tool, more=CAREFUL) as careful:
+                with_baresip(matrix, site, careful)
+                with_linphone(matrix, site, "linphone, SHA-256", "SHA-256")
+                with_linphone(matrix, careful, "linphone, MD5", "MD5", careful=True)
+        matrix.section("sipauthd itself")
+        matrix.case("sipauthd", "ends in order after all of these", site.ends_in_order)

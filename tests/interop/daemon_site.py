@@ -66,6 +66,10 @@ class Site:
         asking.close()
         expect(answer.status == 200, f"binding {user} gave {answer.status}")
 
+    def ends_in_order(self):
+        status = self.daemon.stop()
+        expect(status == 0, f"exit status {status}")
+
     def events(self):
         """What the audit log has."""
         path = os.path.join(self.daemon.folder, "audit.jsonl")

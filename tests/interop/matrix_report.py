@@ -4,20 +4,23 @@ import time
 import traceback
 
 ABSENT = "-"
+FAILED = "FAILED"
 
 
 class Section:
     """A table: a row for each case, a column for each peer or way."""
 
-    def __init__(self, title):
+    def __init__(self, title, cases):
         self.title = title
         self.columns = []
-        self.rows = {}  # case -> {column: outcome}
+        self.rows = {case: {} for case in cases}  # case -> {column: outcome}
 
     def markdown(self):
         lines = [f"### {self.title}", "", "| case | " + " | ".join(self.columns) + " |",
                  "|---|" + "---|" * len(self.columns)]
         for case, outcomes in self.rows.items():
+            if not outcomes:
+                continue
             lines.append(f"| {case} | " + " | ".join(outcomes.get(column, ABSENT) for column in self.columns) + " |")
         return "\n".join(lines) + "\n"
 
@@ -31,9 +34,9 @@ class Matrix:
         self.notes = []  # what failed, and why
         self.versions = {}  # peer -> version
 
-    def section(self, title):
-        """The cases that follow stand in a table of this title."""
-        self.sections.append(Section(title))
+    def section(self, title, cases=()):
+        """The cases that follow stand in a table of this title, in the order of CASES where these name them."""
+        self.sections.append(Section(title, cases))
 
     def peer(self, name, version):
         """Whether a peer takes part: it is installed and wanted."""
@@ -43,14 +46,13 @@ class Matrix:
         return bool(version)
 
     def case(self, column, case, run):
-        """RUN raises when the outcome is not what it must be."""
+        """RUN raises when the outcome is not what it must be. What it returns, if anything, says what that was."""
         section = self.sections[-1]
         started = time.monotonic()
         try:
-            run()
-            outcome = "ok"
+            outcome = run() or "ok"
         except Exception as error:  # Whatever goes wrong in one case, the others still run; the sum tells of it.
-            outcome = "FAILED"
+            outcome = FAILED
             self.notes.append(f"{section.title}, {column}, {case}: {type(error).__name__}: {error}")
             if not isinstance(error, (AssertionError, RuntimeError)):
                 self.notes[-1] += "\n" + traceback.format_exc(limit=-3)
@@ -58,16 +60,17 @@ class Matrix:
             section.columns.append(column)
         section.rows.setdefault(case, {})[column] = outcome
         print(f"{outcome:7} {column}: {case} ({time.monotonic() - started:.1f} s)", flush=True)
-        if outcome != "ok":
+        if outcome == FAILED:
             print(self.notes[-1], flush=True)
 
     def counts(self):
         outcomes = [outcome for section in self.sections for row in section.rows.values() for outcome in row.values()]
-        return outcomes.count("ok"), outcomes.count("FAILED")
+        failed = outcomes.count(FAILED)
+        return len(outcomes) - failed, failed
 
     def markdown(self):
         versions = "".join(f"| {name} | {version} |\n" for name, version in self.versions.items())
-        tables = "\n".join(section.markdown() for section in self.sections if section.rows)
+        tables = "\n".join(section.markdown() for section in self.sections if section.columns)
         return f"| program | version |\n|---|---|\n{versions}\n{tables}"
 
     def finish(self):
