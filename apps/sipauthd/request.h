@@ -17,7 +17,7 @@ class Request
 {
 public:
     virtual ~Request() = default;
-    /// As it came in, with received and rport in its top Via; what is to be routed is without credentials for our realm.
+    /// As it came in, with received and rport in its top Via and without credentials for our realm.
     virtual const sip::Message &message() const = 0;
     virtual const engine::Peer &peer() const = 0;
     /// The id of the user that was checked; "" when nobody was.
