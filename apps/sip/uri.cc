@@ -53,10 +53,17 @@ constexpr Set reservedSet = setOf( ";/?:@&=+$," ); // RFC 3261 section 25.1
 constexpr Set userSet = alphanumeric | setOf( "-_.!~*'()&=+$,;?/" );
 
 // No URI has these: they would end it where it is written.
+constexpr Set breakingSet = []
+{
+    Set set = setOf( "\"<>\x7F" );
+    for( size_t byte = 0; byte <= ' '; byte++ )
+        set[byte] = true;
+    return set;
+}();
+
 bool breaksUri( char ch )
 {
-    auto byte = static_cast<unsigned char>( ch );
-    return byte <= ' ' || byte == 0x7F || ch == '"' || ch == '<' || ch == '>';
+    return isIn( breakingSet, ch );
 }
 
 int hexDigit( char ch )

@@ -27,9 +27,7 @@ bool CheckedRequest::begin( hostServer *server, hostPeer *peer, const std::strin
 void CheckedRequest::accepted()
 {
     isAccepted_ = true;
-    // What goes on to others must not show the credentials; what is answered here may keep them.
-    if( role_ == Role::Route )
-        message_ = sip::Message( pb::own( hostServerTransactionRequest( host_ ) ) );
+    message_ = sip::Message( pb::own( hostServerTransactionRequest( host_ ) ) );
     if( auto identity = pb::own( hostServerTransactionIdentity( host_ ) ) )
         identity_ = sip::textOf( identity );
 }

@@ -33,7 +33,7 @@ constexpr bool equalsCaseFold( std::string_view a, std::string_view b )
         return false;
     for( size_t index = 0; index < a.size(); index++ )
     {
-        if( lower( a[index] ) != lower( b[index] ) )
+        if( a[index] != b[index] && lower( a[index] ) != lower( b[index] ) )
             return false;
     }
     return true;

@@ -12,10 +12,11 @@ namespace
 {
 
 // In the order of Query. The closest user of a name comes first: with the realm that was asked for, or without any.
+// SQLite goes through the parts of a UNION ALL one after the other; to sort it would make a table for each question.
 constexpr std::array texts = {
-    "SELECT id, name, realm, enabled, key, password FROM users"
-    " WHERE name = ?1 AND ( ?2 IS NULL OR realm = ?2 OR realm IS NULL )"
-    " ORDER BY ( realm IS NULL ) = ( ?2 IS NULL ) DESC LIMIT 2",
+    "SELECT id, name, realm, enabled, key, password FROM users WHERE name = ?1 AND realm IS ?2"
+    " UNION ALL SELECT id, name, realm, enabled, key, password FROM users"
+    " WHERE name = ?1 AND ( realm IS NULL ) <> ( ?2 IS NULL ) LIMIT iif( ?2 IS NULL, 2, 1 )",
     "SELECT id, name, realm, enabled, key, password FROM users WHERE id = ?1",
     "SELECT id, name, realm, enabled, key, NULL FROM users ORDER BY name, realm, id",
     "SELECT 1 FROM users WHERE password IS NOT NULL LIMIT 1",
