@@ -101,7 +101,10 @@ void Attempt::onSend( int64_t kind, sip::Message message )
     else if( kind == HOST_SEND_KIND_ACK )
         sendAck( std::move( message ) );
     else
-        sendRequest( message );
+    {
+        leaving_ = std::move( message );
+        sendRequest();
+    }
 }
 
 std::string Attempt::describeRequest( const sip::Message &message ) const
@@ -133,7 +136,7 @@ std::string Attempt::build( sip::Message message, std::string_view via, const en
     return done.encode();
 }
 
-void Attempt::sendRequest( const sip::Message &message )
+void Attempt::sendRequest()
 {
     Agent &agent = exchange_.agent_;
     const Hop &hop = exchange_.hop_;
@@ -142,9 +145,9 @@ void Attempt::sendRequest( const sip::Message &message )
     for( ; address_ < hop.addresses.size(); address_++ )
     {
         peer_ = fmt::format( "{} {}", engine::nameOf( hop.transport ), hop.addresses[address_].text() );
-        auto builder = [self, message]( std::string_view via, const engine::Address &local )
-        { return self->build( message, via, local ); };
-        sent_ = agent.engine().send( message.method(), hop.target( address_ ), builder, self, &why );
+        auto builder = [self]( std::string_view via, const engine::Address &local )
+        { return self->build( self->leaving_, via, local ); };
+        sent_ = agent.engine().send( request_.method(), hop.target( address_ ), builder, self, &why );
         if( sent_ )
         {
             if( cancelWanted_ )
@@ -167,7 +170,7 @@ void Attempt::failed( const std::string &why, bool timeout )
     {
         address_++;
         exchange_.agent_.ladder().note( fmt::format( "{}: {}", peer_, why ) );
-        return sendRequest( request_ );
+        return sendRequest();
     }
     exchange_.end( { {}, HOST_ANSWER_NONE, fmt::format( "{}: {}", peer_, why ) } );
 }

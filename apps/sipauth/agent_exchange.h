@@ -38,7 +38,7 @@ private:
     friend class Exchange;
 
     void failed( const std::string &why, bool timeout );
-    void sendRequest( const sip::Message &message );
+    void sendRequest();
     std::string build( sip::Message message, std::string_view via, const engine::Address &local );
     std::string describeRequest( const sip::Message &message ) const;
     void sendCancel( sip::Message cancel );
@@ -50,6 +50,7 @@ private:
     Exchange &exchange_;
     sip::Message request_; ///< without Via, Contact and credentials
     pb::Ref<hostClientTransaction> transaction_;
+    sip::Message leaving_; ///< as the library gave it
     std::shared_ptr<engine::ClientTransaction> sent_;
     size_t address_ = 0;     ///< which one of the hop's is tried
     std::string refusalAck_; ///< asked for by the engine
