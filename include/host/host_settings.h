@@ -40,12 +40,13 @@ typedef int64_t HOST_SETTING;
 #define HOST_SETTING_DIRECTORY_FAILURES 21 /* "directoryFailures": 5 in a row until it counts as unhealthy */
 #define HOST_SETTING_RETRY_AFTER 22        /* "retryAfter": 5 s, of a 503; one check is tried after it */
 /* The client. */
-#define HOST_SETTING_CLIENT_CHALLENGES 23      /* "maxClientChallenges": 2 answered for each request */
-#define HOST_SETTING_CLIENT_ALLOW_BASIC 24     /* "clientBasic": 0; 1: over verified TLS */
-#define HOST_SETTING_CLIENT_ALLOW_DOWNGRADE 25 /* "clientDowngrade": 0; 1: MD5 for a realm that once offered SHA-256   \
-                                                */
-#define HOST_SETTING_CLIENT_BACKOFF 26         /* "clientBackoff": 1000 ms, doubled after each failure */
-#define HOST_SETTING_CLIENT_BACKOFF_MAX 27     /* "clientBackoffMax": 60000 ms */
+#define HOST_SETTING_CLIENT_CHALLENGES 23  /* "maxClientChallenges": 2 answered for each request */
+#define HOST_SETTING_CLIENT_ALLOW_BASIC 24 /* "clientBasic": 0; 1: over verified TLS */
+#define HOST_SETTING_CLIENT_ALLOW_DOWNGRADE                                                                            \
+    25                                     /* "clientDowngrade": 0; 1: MD5 for a realm that once offered SHA-256       \
+                                            */
+#define HOST_SETTING_CLIENT_BACKOFF 26     /* "clientBackoff": 1000 ms, doubled after each failure */
+#define HOST_SETTING_CLIENT_BACKOFF_MAX 27 /* "clientBackoffMax": 60000 ms */
 /* What credentials must agree with. */
 #define HOST_SETTING_CHECK_URI 28 /* "checkUri": 1; 0: nothing, 1: the host of the Request-URI, 2: all of it */
 #define HOST_SETTING_COUNT 29
