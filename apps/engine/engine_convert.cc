@@ -24,7 +24,10 @@ Address addressOf( const struct sa &socketAddress )
 
 struct sa socketAddressOf( const Address &address )
 {
-    struct sa result;
+    // The stack leaves parts of an IPv6 address as they were.
+    struct sa result
+    {
+    };
     if( address.isIpv4() )
     {
         uint32_t host = 0;

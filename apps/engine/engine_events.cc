@@ -4,7 +4,6 @@
 #include "engine/engine_invite.h"
 #include "engine/engine_server.h"
 #include "engine/engine_text.h"
-#include "engine/engine_usual.h"
 
 #include <netinet/tcp.h>
 
@@ -16,6 +15,7 @@ namespace
 
 constexpr size_t datagramSize = 65535;
 constexpr int socketBuffer = 4 << 20;
+constexpr int64_t carefulMilliseconds = 10000;
 
 Stack &stackOf( void *stack )
 {
@@ -32,6 +32,26 @@ bool isKeepAlive( const struct mbuf &buffer )
 {
     const std::string_view bytes( reinterpret_cast<const char *>( buffer.buf ), buffer.end );
     return bytes.size() <= 4 || bytes.find_first_not_of( std::string_view( "\r\n \0", 4 ) ) == bytes.npos;
+}
+
+// Whether a datagram looks like a message: a first line with the version, and an end of the headers.
+bool looksLikeMessage( const struct mbuf &buffer )
+{
+    const std::string_view bytes( reinterpret_cast<const char *>( buffer.buf ), buffer.end );
+    const std::string_view line = bytes.substr( 0, bytes.find( '\n' ) );
+    return line.find( "SIP/2.0" ) != line.npos && isalpha( static_cast<unsigned char>( bytes.front() ) ) &&
+           ( bytes.find( "\n\r\n" ) != bytes.npos || bytes.find( "\n\n" ) != bytes.npos );
+}
+
+bool canBeRead( struct mbuf &buffer )
+{
+    const size_t position = buffer.pos;
+    struct sip_msg *message = nullptr;
+    const int error = sip_msg_decode( &message, &buffer );
+    const bool usable = !error && pl_isset( &message->via.branch );
+    mem_deref( message );
+    buffer.pos = position;
+    return usable;
 }
 
 } // namespace
@@ -53,7 +73,7 @@ EngineImp::Socket *EngineImp::socketOf( const struct sip_msg &message )
 }
 
 // The first message of a datagram socket: from now on it takes the longest datagrams, and what is no SIP message is
-// counted and dropped before the stack writes a line about it.
+// counted and dropped.
 void EngineImp::adopt( Socket &socket, const struct sip_msg &message )
 {
     auto *datagrams = static_cast<struct udp_sock *>( message.sock );
@@ -67,19 +87,30 @@ void EngineImp::adopt( Socket &socket, const struct sip_msg &message )
 
 bool EngineImp::onDatagram( struct sa *, struct mbuf *buffer, void *socket ) noexcept
 {
-    if( isKeepAlive( *buffer ) )
-        return true;
-    if( isUsual( { reinterpret_cast<const char *>( mbuf_buf( buffer ) ), mbuf_get_left( buffer ) } ) )
+    return isKeepAlive( *buffer ) || !static_cast<Socket *>( socket )->engine->admit( *buffer );
+}
+
+// The stack writes a line to the error output for what it cannot read. Whether it could is seen by what it calls next;
+// after a message that it could not read, all are read here first for a while. To do so always would cost a quarter of
+// all that a request costs.
+bool EngineImp::admit( struct mbuf &datagram )
+{
+    if( std::exchange( undecided_, false ) )
+        refuse();
+    const bool careful = carefulUntil_ && Loop::now() < carefulUntil_;
+    if( !looksLikeMessage( datagram ) || ( careful && !canBeRead( datagram ) ) )
+    {
+        refuse();
         return false;
-    const size_t position = buffer->pos;
-    struct sip_msg *message = nullptr;
-    const int error = sip_msg_decode( &message, buffer );
-    const bool usable = !error && pl_isset( &message->via.branch );
-    mem_deref( message );
-    buffer->pos = position;
-    if( !usable )
-        ++static_cast<Socket *>( socket )->engine->malformed_;
-    return !usable;
+    }
+    undecided_ = !careful;
+    return true;
+}
+
+void EngineImp::refuse()
+{
+    ++malformed_;
+    carefulUntil_ = Loop::now() + carefulMilliseconds;
 }
 
 // The stack sends requests by its first datagram socket, wherever they go.
@@ -145,6 +176,7 @@ void EngineImp::onStackTrace( bool sent, enum sip_transp, const struct sa *, con
     if( sent )
         return;
     EngineImp &engine = stackOf( stack ).engine();
+    engine.undecided_ = false;
     // Over a connection a message may begin with empty lines.
     while( size && ( *bytes == '\r' || *bytes == '\n' ) )
     {

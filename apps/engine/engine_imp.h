@@ -52,7 +52,7 @@ public:
     void run() override { loop_.run(); }
     void stop() override { loop_.stop(); }
     size_t transactions() const override { return serversUnderWay + clientsUnderWay; }
-    uint64_t malformed() const override { return malformed_; }
+    uint64_t malformed() const override { return malformed_ + ( undecided_ ? 1 : 0 ); }
 
     // What the stack calls.
     static bool onStackRequest( const struct sip_msg *message, void *stack ) noexcept;
@@ -107,6 +107,8 @@ private:
     void watchFlows();
     void checkFlows();
     void tellClosed( const std::vector<uint64_t> &flows );
+    bool admit( struct mbuf &datagram );
+    void refuse();
     bool takeRequest( Stack &stack, const struct sip_msg &message );
     bool takeResponse( Stack &stack, const struct sip_msg &message );
     void takeAck( std::string_view ack );
@@ -126,6 +128,8 @@ private:
     std::string greeting_; ///< the Call-ID of the message that we send to ourselves
     std::string_view tapped_;
     uint64_t malformed_ = 0;
+    bool undecided_ = false;   ///< the stack has been given a datagram, and has not said that it could read it
+    int64_t carefulUntil_ = 0; ///< 0: datagrams are not read before the stack does
 };
 
 } // namespace engine

@@ -24,11 +24,13 @@ bool InviteClient::start( std::string *why )
     begin();
     engine_->invites[branch_] = std::static_pointer_cast<InviteClient>( shared_from_this() );
     const int64_t t1 = engine_->settings().t1;
-    endTimer_ = engine_->loop().after( 64 * t1, [this] { fail( "no response", true ); } );
+    const int64_t now = Loop::now();
+    endTimer_ = engine_->loop().at( now + 64 * t1, [this] { fail( "no response", true ); } );
     if( !isReliable() )
     {
         interval_ = t1;
-        repeatTimer_ = engine_->loop().after( interval_, [this] { repeatInvite(); } );
+        repeatAt_ = now + interval_;
+        repeatTimer_ = engine_->loop().at( repeatAt_, [this] { repeatInvite(); } );
     }
     return true;
 }
@@ -37,7 +39,8 @@ void InviteClient::repeatInvite()
 {
     engine_->sendBytes( way_, bytes_ );
     interval_ *= 2;
-    repeatTimer_ = engine_->loop().after( interval_, [this] { repeatInvite(); } );
+    repeatAt_ += interval_;
+    repeatTimer_ = engine_->loop().at( repeatAt_, [this] { repeatInvite(); } );
 }
 
 void InviteClient::onEnd()
@@ -142,14 +145,16 @@ void InviteClient::sendCancel( std::string_view cancel )
     if( isReliable() )
         return;
     cancelInterval_ = t1;
-    cancelTimer_ = engine_->loop().after( cancelInterval_, [this] { repeatCancel(); } );
+    cancelAt_ = Loop::now() + cancelInterval_;
+    cancelTimer_ = engine_->loop().at( cancelAt_, [this] { repeatCancel(); } );
 }
 
 void InviteClient::repeatCancel()
 {
     engine_->sendBytes( way_, cancel_ );
     cancelInterval_ = std::min( 2 * cancelInterval_, engine_->settings().t2 );
-    cancelTimer_ = engine_->loop().after( cancelInterval_, [this] { repeatCancel(); } );
+    cancelAt_ += cancelInterval_;
+    cancelTimer_ = engine_->loop().at( cancelAt_, [this] { repeatCancel(); } );
 }
 
 } // namespace engine

@@ -38,10 +38,12 @@ private:
     State state_ = State::Calling;
     std::unique_ptr<Timer> repeatTimer_; ///< A
     std::unique_ptr<Timer> endTimer_;    ///< B, D, or the time that further 2xx are waited for
+    int64_t repeatAt_ = 0;               ///< the time of A: it does not drift when the thread is late
     int64_t interval_ = 0;
     std::string ack_;
     std::string cancel_;
     std::unique_ptr<Timer> cancelTimer_; ///< E of the CANCEL
+    int64_t cancelAt_ = 0;
     int64_t cancelInterval_ = 0;
 };
 

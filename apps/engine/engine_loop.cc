@@ -104,10 +104,15 @@ std::string Loop::open( int descriptors )
 
 std::unique_ptr<Timer> Loop::after( int64_t milliseconds, std::function<void()> function )
 {
+    return at( now() + std::max<int64_t>( milliseconds, 0 ), std::move( function ) );
+}
+
+std::unique_ptr<Timer> Loop::at( int64_t time, std::function<void()> function )
+{
     auto pending = std::make_unique<Pending>();
     pending->loop = this;
     pending->function = std::move( function );
-    pending->place = timers_.emplace( now() + std::max<int64_t>( milliseconds, 0 ), pending.get() );
+    pending->place = timers_.emplace( time, pending.get() );
     arm();
     return pending;
 }

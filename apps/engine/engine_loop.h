@@ -24,6 +24,8 @@ public:
     std::string open( int descriptors );
     void setAfterEvents( std::function<void()> function ) { afterEvents_ = std::move( function ); }
     std::unique_ptr<Timer> after( int64_t milliseconds, std::function<void()> function );
+    /// Calls a function when the clock reads a time, which may have passed: timers fire in the order of their times.
+    std::unique_ptr<Timer> at( int64_t time, std::function<void()> function );
     void post( std::function<void()> function );
     void run();
     void stop();

@@ -101,8 +101,10 @@ void Server::afterFinal( int status, std::string_view response )
         state_ = State::Repeating;
         repeated_ = response;
         interval_ = settings.t1;
-        deadline_ = Loop::now() + 64 * settings.t1;
-        timer_ = engine_->loop().after( interval_, [this] { repeat(); } );
+        const int64_t now = Loop::now();
+        deadline_ = now + 64 * settings.t1;
+        repeatAt_ = now + interval_;
+        timer_ = engine_->loop().at( repeatAt_, [this] { repeat(); } );
         return;
     }
     state_ = State::Waiting;
@@ -112,15 +114,15 @@ void Server::afterFinal( int status, std::string_view response )
 
 void Server::repeat()
 {
-    const int64_t left = deadline_ - Loop::now();
-    if( left <= 0 )
+    if( repeatAt_ >= deadline_ )
     {
         end();
         return;
     }
     sendResponse( repeated_ );
     interval_ = std::min( 2 * interval_, engine_->settings().t2 );
-    timer_ = engine_->loop().after( std::min( interval_, left ), [this] { repeat(); } );
+    repeatAt_ = std::min( repeatAt_ + interval_, deadline_ );
+    timer_ = engine_->loop().at( repeatAt_, [this] { repeat(); } );
 }
 
 void Server::endRepeats()

@@ -59,6 +59,7 @@ private:
     std::unique_ptr<Timer> timer_;
     std::string repeated_;
     int64_t interval_ = 0;
+    int64_t repeatAt_ = 0; ///< the time of the next repetition: it does not drift when the thread is late
     int64_t deadline_ = 0;
 };
 

@@ -9,9 +9,6 @@ namespace sip
 namespace
 {
 
-// What most responses have room in.
-constexpr size_t usualSize = 1024;
-
 // Limits of responses that are made from requests, which were within limits themselves.
 pb::Ref<sipsnLimits> wideLimits()
 {
@@ -23,37 +20,67 @@ pb::Ref<sipsnLimits> wideLimits()
     return limits;
 }
 
-bool repeated( const Message &request, const char *name )
+// The first line of a header, as its bytes stand, and how often the header is there: 0, 1, or 2 for more.
+struct Found
+{
+    std::string_view value;
+    int count = 0;
+};
+
+Found find( const Message &request, const char *name )
 {
     int64_t first = sipsnMessageLineFindCstr( request.get(), name, -1, 0 );
-    return first >= 0 && sipsnMessageLineFindCstr( request.get(), name, -1, first + 1 ) >= 0;
+    if( first < 0 )
+        return {};
+    int64_t length = 0;
+    const char *bytes = sipsnMessageLineBytesAt( request.get(), first, &length );
+    bool again = sipsnMessageLineFindCstr( request.get(), name, -1, first + 1 ) >= 0;
+    return { { bytes, static_cast<size_t>( length ) }, again ? 2 : 1 };
 }
+
+bool isCallId( std::string_view value )
+{
+    return !value.empty() && value.find_first_of( " \t\r\n" ) == std::string_view::npos;
+}
+
+bool isAddress( std::string_view value )
+{
+    return NameAddress::parse( value ).has_value();
+}
+
+bool isCseq( std::string_view value )
+{
+    return Cseq::parse( value ).has_value();
+}
+
+struct Mandatory
+{
+    const char *name;
+    bool ( *good )( std::string_view value );
+};
+
+constexpr Mandatory mandatory[] = {
+    { "To", isAddress }, { "From", isAddress }, { "Call-ID", isCallId }, { "CSeq", isCseq } };
 
 std::string problemOfMandatory( const Message &request )
 {
-    for( const char *name : { "To", "From", "Call-ID", "CSeq" } )
+    for( const Mandatory &header : mandatory )
     {
-        int64_t first = sipsnMessageLineFindCstr( request.get(), name, -1, 0 );
-        if( first < 0 )
-            return std::string( "Missing " ) + name;
-        if( sipsnMessageLineFindCstr( request.get(), name, -1, first + 1 ) >= 0 )
-            return std::string( "Repeated " ) + name;
+        Found found = find( request, header.name );
+        if( found.count == 0 )
+            return std::string( "Missing " ) + header.name;
+        if( found.count > 1 )
+            return std::string( "Repeated " ) + header.name;
+        if( !header.good( found.value ) )
+            return std::string( "Bad " ) + header.name;
     }
-    for( const char *name : { "To", "From" } )
-    {
-        if( !NameAddress::parse( request.header( name ) ) )
-            return std::string( "Bad " ) + name;
-    }
-    std::string_view callId = request.view( "Call-ID" );
-    return callId.empty() || callId.find_first_of( " \t\r\n" ) != std::string_view::npos ? "Bad Call-ID" : "";
+    return {};
 }
 
-std::string problemOfCseq( const Message &request )
+std::string problemOfMethod( const Message &request )
 {
     std::optional<Cseq> cseq = Cseq::parse( request.view( "CSeq" ) );
-    if( !cseq )
-        return "Bad CSeq";
-    return cseq->method == request.method() ? "" : "CSeq of Another Method";
+    return cseq && cseq->method == request.method() ? "" : "CSeq of Another Method";
 }
 
 std::string problemOfVia( const Message &request )
@@ -64,23 +91,18 @@ std::string problemOfVia( const Message &request )
     return items.empty() || !Via::parse( items.front() ) ? "Bad Via" : "";
 }
 
-// A header that may be missing, but else is one number of at most MAXIMUM.
-std::string problemOfNumber( const Message &request, const char *name, uint64_t maximum )
+std::string problemOfMaxForwards( const Message &request )
 {
-    if( !request.has( name ) )
-        return {};
-    bool good = !repeated( request, name ) && numberOf( request.view( name ), maximum );
-    return good ? "" : std::string( "Bad " ) + name;
+    Found found = find( request, "Max-Forwards" );
+    return found.count == 0 || ( found.count == 1 && numberOf( found.value, 255 ) ) ? "" : "Bad Max-Forwards";
 }
 
 std::string problemOfLength( const Message &request )
 {
-    if( !request.has( "Content-Length" ) )
-        return {};
+    Found found = find( request, "Content-Length" );
     auto body = pb::own( sipsnMessageBody( request.get() ) );
     auto length = static_cast<uint64_t>( body ? pbBufferLength( body ) : 0 );
-    bool good =
-        !repeated( request, "Content-Length" ) && numberOf( request.view( "Content-Length" ), length ) == length;
+    bool good = found.count == 0 || ( found.count == 1 && numberOf( found.value, length ) == length );
     return good ? "" : "Bad Content-Length";
 }
 
@@ -97,12 +119,22 @@ std::string onOneLine( std::string value )
     return value;
 }
 
+// Whether a To has a tag already. Most that have none do not even have the word.
+bool hasTag( std::string_view to )
+{
+    constexpr std::string_view word = "tag";
+    auto same = []( char a, char b ) { return ( a | 0x20 ) == b; };
+    if( std::search( to.begin(), to.end(), word.begin(), word.end(), same ) == to.end() )
+        return false;
+    std::optional<NameAddress> address = NameAddress::parse( to );
+    return address && address->parameters.has( "tag" );
+}
+
 // The To of a response: with a tag.
 std::string toOf( const Message &request, int status )
 {
     std::string to = request.header( "To" );
-    std::optional<NameAddress> address = status == 100 ? std::nullopt : NameAddress::parse( to );
-    if( address && !address->parameters.has( "tag" ) )
+    if( status != 100 && !hasTag( to ) )
         to.append( ";tag=" ).append( newToken() );
     return to;
 }
@@ -130,12 +162,12 @@ std::optional<Cseq> Cseq::parse( std::string_view value )
 
 std::string problemOf( const Message &request )
 {
-    for( auto check : { problemOfMandatory, problemOfCseq, problemOfVia, problemOfLength } )
+    for( auto check : { problemOfMandatory, problemOfMethod, problemOfVia, problemOfLength, problemOfMaxForwards } )
     {
         if( std::string problem = check( request ); !problem.empty() )
             return problem;
     }
-    return problemOfNumber( request, "Max-Forwards", 255 );
+    return {};
 }
 
 Message respond( const Message &request, int status, std::string_view reason, const std::vector<Header> &more )
@@ -143,7 +175,6 @@ Message respond( const Message &request, int status, std::string_view reason, co
     // Put together as text and read once: this is much cheaper than one change after the other.
     std::string text = Message::response( status, reason ).encode();
     text.resize( text.size() - 2 );
-    text.reserve( usualSize );
     for( const std::string &via : request.lines( "Via" ) )
         appendLine( text, "Via", via );
     appendLine( text, "From", request.header( "From" ) );
@@ -159,8 +190,7 @@ Message respond( const Message &request, int status, std::string_view reason, co
 
 void addReceived( Message &request, const std::string &host, uint16_t port )
 {
-    std::string line = request.header( "Via" );
-    std::vector<std::string_view> items = splitList( line );
+    std::vector<std::string> items = request.items( "Via" );
     std::optional<Via> via = items.empty() ? std::nullopt : Via::parse( items.front() );
     if( !via )
         return;

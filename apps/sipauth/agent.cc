@@ -64,15 +64,16 @@ void Agent::prepare( const Hop &hop )
 {
     // Without certificate nobody can connect to us over TLS; what we open goes both ways.
     bool ipv4 = hop.addresses.front().isIpv4();
-    if( hop.transport == engine::Transport::Tls || !listening_.insert( { hop.transport, ipv4 } ).second )
+    if( hop.transport == engine::Transport::Tls || listeners_.contains( { hop.transport, ipv4 } ) )
         return;
     engine::Listener listener;
-    listener.number = static_cast<int>( listening_.size() ) - 1;
+    listener.number = static_cast<int>( listeners_.size() );
     listener.transport = hop.transport;
     listener.address = arguments_.local.empty() ? localAddressFor( hop.addresses.front() )
                                                 : engine::Address::parse( arguments_.local ).value();
     if( std::string why = engine_->listen( listener ); !why.empty() )
         throw NetworkError( why );
+    listeners_[{ hop.transport, ipv4 }] = listener.number;
 }
 
 pb::Ref<hostClientSession> Agent::newSession()
@@ -109,6 +110,14 @@ std::string Agent::contact( const engine::Address &local, engine::Transport tran
     if( transport != engine::Transport::Udp )
         uri.parameters.set( "transport", engine::nameOf( transport ) );
     return fmt::format( "<{}>", uri.text() );
+}
+
+std::string Agent::contactFor( const engine::Peer &peer ) const
+{
+    engine::Address local = peer.local;
+    auto listener = listeners_.find( { peer.transport, peer.local.isIpv4() } );
+    local.port = listener == listeners_.end() ? uint16_t{ 0 } : engine_->localAddress( listener->second ).port;
+    return contact( local, peer.transport );
 }
 
 namespace

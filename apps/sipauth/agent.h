@@ -11,7 +11,7 @@
 
 #include <host/host_client.h>
 
-#include <set>
+#include <map>
 
 namespace tool
 {
@@ -65,7 +65,8 @@ public:
                              const std::string &callId, uint32_t cseq ) const;
     /// "<sip:alice@192.0.2.7:5060>", for the address that a message leaves from.
     std::string contact( const engine::Address &local, engine::Transport transport ) const;
-    const std::string &from() const { return from_; }
+    /// The same for the answer to a request: where others can reach us, not the connection that it came over.
+    std::string contactFor( const engine::Peer &peer ) const;
 
     /// Who is asked about requests of others; without one they are refused.
     engine::Handler *callee = nullptr;
@@ -94,7 +95,7 @@ private:
     pb::Ref<hostClient> client_;
     std::vector<std::shared_ptr<Exchange>> exchanges_;
     Hop firstHop_;
-    std::set<std::pair<engine::Transport, bool>> listening_; ///< transports, for IPv4 or not
+    std::map<std::pair<engine::Transport, bool>, int> listeners_; ///< by transport, and whether it is for IPv4
     bool finished_ = false;
     Exit exit_ = exitUsage;
     std::string outcome_;

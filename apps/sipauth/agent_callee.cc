@@ -39,7 +39,7 @@ void Callee::answerCall( const Transaction &transaction, const sip::Message &req
         return respond( transaction, sip::respond( request, 486 ) );
     // One To tag for all responses of the dialog.
     sip::Message ringing = sip::respond( request, 180 );
-    std::string contact = agent_.contact( transaction->peer().local, transaction->peer().transport );
+    std::string contact = agent_.contactFor( transaction->peer() );
     ringing.set( "Contact", contact );
     respond( transaction, ringing );
     sip::Message answer = sip::respond( request, 200 );

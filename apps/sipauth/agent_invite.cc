@@ -7,6 +7,7 @@
 #include <fmt/format.h>
 
 #include <memory>
+#include <set>
 
 namespace tool
 {

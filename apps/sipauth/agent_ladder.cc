@@ -62,8 +62,11 @@ void Ladder::add( const char *direction, const std::string &peer, const sip::Mes
     if( json_ )
         return;
     bool leaves = direction == std::string( "sent" );
-    print( fmt::format( "{} {:<42}{}{}\n", leaves ? "->" : "<-", printable( line ), decision.empty() ? "" : "  ",
-                        printable( decision ) ) );
+    const char *arrow = leaves ? "->" : "<-";
+    if( decision.empty() )
+        print( fmt::format( "{} {}\n", arrow, printable( line ) ) );
+    else
+        print( fmt::format( "{} {:<42}  {}\n", arrow, printable( line ), printable( decision ) ) );
     for( const char *name : { "Reason", "Warning", "Retry-After" } )
         if( !message.isRequest() && message.has( name ) )
             print( fmt::format( "   {}: {}\n", name, printable( message.header( name ) ) ) );

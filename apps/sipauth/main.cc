@@ -2,6 +2,8 @@
 // and is a user agent.
 #include "commands.h"
 
+#include "sipauthd/config_object.h"
+
 #include <sipauth/sipauth_module.h>
 
 #include <pb/pb_module.h>
@@ -59,7 +61,11 @@ int main( int argc, char **argv )
     // What a configuration may name.
     usrSqliteRegister();
     usrPostgresRegister();
-    int result = run( argc, argv );
+    int result = 0;
+    {
+        sipauthd::ConfigSort daemonSort;
+        result = run( argc, argv );
+    }
     usrPostgresUnregister();
     usrSqliteUnregister();
     pbModuleStop( sipauthModule() );

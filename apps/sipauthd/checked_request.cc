@@ -32,6 +32,13 @@ void CheckedRequest::accepted()
         identity_ = sip::textOf( identity );
 }
 
+void CheckedRequest::refuseIdentity( const std::string &why )
+{
+    if( host_ )
+        hostServerTransactionReport( host_, HOST_REASON_IDENTITY, 403, nullptr );
+    OpenRequest::refuseIdentity( why );
+}
+
 bool CheckedRequest::pass( const sip::Message &response )
 {
     return host_ && hostServerTransactionRespond( host_, response.get() );

@@ -28,6 +28,7 @@ public:
     /// Begins the check. False when the engine cannot keep the request: then it is forgotten.
     bool begin( hostServer *server, hostPeer *peer, const std::string &binding );
 
+    void refuseIdentity( const std::string &why ) override;
     void cancel( const sip::Message &cancel ) override;
     void ack( const sip::Message &ack ) override;
     void end() override;

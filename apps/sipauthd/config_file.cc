@@ -158,16 +158,24 @@ void LoadedFile::reload()
     object_ = object;
 }
 
-const Config &LoadedFile::config() const
+const Config &LoadedFile::stored() const
 {
     auto object = pb::own( csObject( pb::string( object_ ), configSort() ) );
     // The service keeps a reference for as long as the file is loaded.
     return configOf( object );
 }
 
+Config LoadedFile::config( sipauthStack *stack ) const
+{
+    Config result = stored();
+    auto options = pb::own( sipauthStackOptions( stack ? stack : this->stack().get() ) );
+    result.proxy.realm = pb::textOf( sipauthOptionsServerRealm( options ) );
+    return result;
+}
+
 pb::Ref<sipauthStack> LoadedFile::stack() const
 {
-    return pb::own( sipauthStackFrom( csObject( pb::string( config().stack ), sipauthStackSort() ) ) );
+    return pb::own( sipauthStackFrom( csObject( pb::string( stored().stack ), sipauthStackSort() ) ) );
 }
 
 } // namespace sipauthd

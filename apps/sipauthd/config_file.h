@@ -41,10 +41,14 @@ public:
 
     /// Loads it again. Throws ConfigError when it is refused; then nothing has changed.
     void reload();
-    const Config &config() const;
+    /// What it says now, with the realm of STACK, or of the stack that it names when STACK is null.
+    Config config( sipauthStack *stack = nullptr ) const;
+    /// The stack that it names.
     pb::Ref<sipauthStack> stack() const;
 
 private:
+    const Config &stored() const;
+
     std::string path_;
     std::string object_;
     pb::Ref<csConfiguration> configuration_;

@@ -83,9 +83,9 @@ Daemon::Daemon( const std::string &path ) : path_( path )
         throw StartError( why );
     runtime_ = std::make_unique<engine::Runtime>( *engine_ );
     file_ = std::make_unique<LoadedFile>( path );
-    config_ = started_ = file_->config();
-    config_.proxy.realm = started_.proxy.realm = file.config.proxy.realm;
-    config_.proxy.secret = started_.proxy.secret = sip::newToken() + sip::newToken();
+    started_ = file_->config();
+    started_.proxy.secret = sip::newToken() + sip::newToken();
+    config_ = started_;
     stack_ = file_->stack();
     events_ = pb::own( hostEventsCreate() );
     applyLog( config_.log );
@@ -145,6 +145,9 @@ void Daemon::openServices()
     front_ = std::make_unique<Front>( parts, frontConfig() );
     engine_->setHandler( front_.get() );
     runtime_->setAfterDrain( [this] { audit_.flush(); } );
+    services_->bindings().setOnFailure(
+        [this]( const std::string &why )
+        { log_->limited( LogLevel::Error, "bindings", "bindings cannot be written: " + why ); } );
     log_->info( fmt::format( "{} bindings restored", services_->bindings().size() ) );
 }
 
@@ -193,9 +196,7 @@ void Daemon::reload()
     try
     {
         file_->reload();
-        ConfigFile file = inspectFile( path_ );
-        Config config = file_->config();
-        config.proxy.realm = file.config.proxy.realm;
+        Config config = file_->config( stack_ );
         config.proxy.secret = started_.proxy.secret;
         warnOfRestart( config );
         config_ = config;
@@ -304,6 +305,7 @@ void Daemon::logCounters()
 
 void Daemon::repeatStatistics()
 {
+    std::unique_ptr<engine::Timer> fired = std::move( statistics_ );
     if( config_.log.statistics == 0 )
     {
         // It may be switched on by a reload.

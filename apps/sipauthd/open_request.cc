@@ -38,6 +38,11 @@ OpenRequest::OpenRequest( RequestKeeper &keeper, std::shared_ptr<engine::ServerT
 {
 }
 
+void OpenRequest::refuseIdentity( const std::string &why )
+{
+    respond( sip::respond( message_, 403, why ) );
+}
+
 bool OpenRequest::start()
 {
     started_ = started_ || transaction_->start();

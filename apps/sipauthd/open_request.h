@@ -26,6 +26,7 @@ public:
     const std::string &identity() const override { return identity_; }
     /// Dropped and counted by the keeper when the order forbids it.
     void respond( const sip::Message &response ) override;
+    void refuseIdentity( const std::string &why ) override;
 
     bool isInvite() const { return isInvite_; }
     int finalStatus() const { return finalStatus_; }

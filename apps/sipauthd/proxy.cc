@@ -16,7 +16,7 @@ struct Proxy::Imp
     }
 
     std::string identityUri( const std::string &identity ) const;
-    std::optional<Refusal> whyNotAs( const std::string &identity, const sip::Message &request ) const;
+    bool mayCallItself( const std::string &identity, const sip::Message &request ) const;
 
     ProxyConfig config;
     Router router;
@@ -33,16 +33,14 @@ std::string Proxy::Imp::identityUri( const std::string &identity ) const
 }
 
 // Whether somebody may call himself what From says.
-std::optional<Refusal> Proxy::Imp::whyNotAs( const std::string &identity, const sip::Message &request ) const
+bool Proxy::Imp::mayCallItself( const std::string &identity, const sip::Message &request ) const
 {
     if( identity.empty() || config.identity == IdentityPolicy::Off )
-        return std::nullopt;
+        return true;
     const auto from = sip::NameAddress::parse( request.header( "From" ) );
     const std::string user = from ? from->uri.userName() : std::string();
     const bool sameUser = user == identity.substr( 0, identity.find( '@' ) ) || user == identity;
-    if( sameUser && ( config.identity == IdentityPolicy::User || router.isOurDomain( from->uri.host ) ) )
-        return std::nullopt;
-    return Refusal{ 403, "From is not who was authenticated", "" };
+    return sameUser && ( config.identity == IdentityPolicy::User || router.isOurDomain( from->uri.host ) );
 }
 
 Proxy::Proxy( engine::Engine &engine, engine::Resolver &resolver, Bindings &bindings, const ProxyConfig &config )
@@ -84,11 +82,10 @@ std::string Proxy::bindingOf( const sip::Message &request )
 void Proxy::serve( std::shared_ptr<Request> request )
 {
     const sip::Message &message = request->message();
-    auto refusal = whyNotForward( imp_->router.seal(), message );
-    if( !refusal )
-        refusal = imp_->whyNotAs( request->identity(), message );
-    if( refusal )
+    if( const auto refusal = whyNotForward( imp_->router.seal(), message ) )
         return request->respond( answer( message, *refusal ) );
+    if( !imp_->mayCallItself( request->identity(), message ) )
+        return request->refuseIdentity( "From is not who was authenticated" );
     const bool relay = !request->identity().empty() || imp_->router.isTrusted( request->peer().remote );
     Routing routing = imp_->router.route( message, request->peer(), relay );
     if( routing.refusal )

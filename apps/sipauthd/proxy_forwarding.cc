@@ -350,11 +350,12 @@ void Forwarding::leave()
 // Later, since a timer or a handler of its own may be what ends it.
 void Forwarding::end()
 {
-    context_.engine.post( [&context = context_, weak = weak_from_this()]
-                          {
-                              if( auto forwarding = weak.lock() )
-                                  context.alive.erase( forwarding );
-                          } );
+    context_.engine.post(
+        [&context = context_, weak = weak_from_this()]
+        {
+            if( auto forwarding = weak.lock() )
+                context.alive.erase( forwarding );
+        } );
 }
 
 } // namespace sipauthd

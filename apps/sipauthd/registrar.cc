@@ -225,7 +225,10 @@ bool Registrar::checkAddressOfRecord( Registration &registration ) const
     if( !registration.to.isSip() || !contains( config_.domains, registration.to.host ) )
         return registration.refuse( 404 );
     registration.addressOfRecord = registration.to.addressOfRecord();
-    return config_.anyUser || ownsAddressOfRecord( registration ) || registration.refuse( 403 );
+    if( config_.anyUser || ownsAddressOfRecord( registration ) )
+        return true;
+    registration.request->refuseIdentity( "Not Your Address Of Record" );
+    return false;
 }
 
 // Whether the user who was checked is the one whose address of record it is. The user's id may name a domain: when it

@@ -1,4 +1,5 @@
-// Fills the user directory of a configuration for a measurement: user0, user1 ... each with its own name as the password.
+// Fills the user directory of a configuration for a measurement: user0, user1 ... each with its own name as the
+// password.
 //
 //     sipauth-add-users CONFIG DIRECTORY COUNT
 #include <cs/cs_configuration.h>
@@ -49,7 +50,8 @@ int main( int argc, char **argv )
         pb::Ref<pbString> reason;
         pb::Ref<usrDirectory> directory;
         auto format = pb::own( csTomlFormatCreate() );
-        auto configuration = pb::own( csConfigurationTryLoad( format, pb::string( argv[1] ), nullptr, reason.inout() ) );
+        auto configuration =
+            pb::own( csConfigurationTryLoad( format, pb::string( argv[1] ), nullptr, reason.inout() ) );
         if( configuration )
             directory = pb::own( usrDirectoryFrom( csObject( pb::string( argv[2] ), usrDirectorySort() ) ) );
         result = directory ? addUsers( directory, std::atoi( argv[3] ) )

@@ -1,6 +1,6 @@
 // The engine alone, as the measure of what the daemon adds: it answers each REGISTER without credentials with one fixed
-// 401, and each one with credentials with one fixed 200, as the daemon would send them (the 401 without transaction, the
-// 200 within one), and looks at nothing.
+// 401, and each one with credentials with one fixed 200, as the daemon would send them (the 401 without transaction,
+// the 200 within one), and looks at nothing.
 //
 //     sipauth-bare-server ADDRESS      prints "listening on udp ADDRESS" and runs until SIGTERM
 #include "engine/engine.h"
@@ -14,7 +14,8 @@
 namespace
 {
 
-// A line of a request with its line end: "Via: ...\r\n"; empty when there is none. Names are as the generator writes them.
+// A line of a request with its line end: "Via: ...\r\n"; empty when there is none. Names are as the generator writes
+// them.
 std::string_view line( std::string_view request, std::string_view name )
 {
     const size_t start = request.find( name );

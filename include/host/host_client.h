@@ -126,8 +126,9 @@ PB_EXPORT hostClientTransaction *hostClientRetry( hostClientTransaction *challen
 
 /// The session, a new reference.
 PB_EXPORT hostClientSession *hostClientTransactionSession( hostClientTransaction *transaction );
-/// The host's pointer; it may be changed.
+/// The host's pointer.
 PB_EXPORT void *hostClientTransactionUser( hostClientTransaction *transaction );
+/// Changes it.
 PB_EXPORT void hostClientTransactionSetUser( hostClientTransaction *transaction, void *user );
 /// Signs *MESSAGE (copy on write) that leaves now, as what the handler was told to send of KIND: to be run once for
 /// each message, after all other changes. 1 when it bears credentials, else 0.

@@ -1,7 +1,7 @@
-// Limits on what one party may cause: token buckets for challenges and failed checks, the number of checks that wait for
-// the directory, the health of the directory, and how much may be sent to a UDP source that has proven nothing. Memory
-// is bounded: of each kind of bucket at most HOST_SETTING_BUCKETS_MAX are kept. When there is no room, one of a few picked
-// at random is forgotten: a full one, else the one with most tokens.
+// Limits on what one party may cause: token buckets for challenges and failed checks, the number of checks that wait
+// for the directory, the health of the directory, and how much may be sent to a UDP source that has proven nothing.
+// Memory is bounded: of each kind of bucket at most HOST_SETTING_BUCKETS_MAX are kept. When there is no room, one of a
+// few picked at random is forgotten: a full one, else the one with most tokens.
 #ifndef HOST_HOST_LIMITS_H
 #define HOST_HOST_LIMITS_H
 
@@ -38,8 +38,8 @@ PB_EXPORT void hostLimitsSetSettings( hostLimits *limits, hostSettings *settings
 /// Takes a token for one challenge to PEER from the bucket of its network and from the one for all: 1, or 0 when one of
 /// them is empty (then neither is touched).
 PB_EXPORT pbBool hostLimitsTryChallenge( hostLimits *limits, hostPeer *peer );
-/// 1 when a check of credentials in the name of USER from PEER may be made: both buckets of failures have a token; takes
-/// none. USER may be null.
+/// 1 when a check of credentials in the name of USER from PEER may be made: both buckets of failures have a token;
+/// takes none. USER may be null.
 PB_EXPORT pbBool hostLimitsMayCheck( hostLimits *limits, hostPeer *peer, pbString *user );
 /// A check failed: takes a token from the user's and the source's bucket.
 PB_EXPORT void hostLimitsCheckFailed( hostLimits *limits, hostPeer *peer, pbString *user );
@@ -54,8 +54,8 @@ PB_EXPORT pbBool hostLimitsTryBeginLookup( hostLimits *limits );
 PB_EXPORT void hostLimitsEndLookup( hostLimits *limits, pbBool answered );
 /// The number of places that are taken.
 PB_EXPORT int64_t hostLimitsOpenLookups( hostLimits *limits );
-/// 1 while the directory may be asked. It is unhealthy after HOST_SETTING_DIRECTORY_FAILURES failures in a row, until one
-/// check, let through every HOST_SETTING_RETRY_AFTER seconds (this function gives 1 for it), is answered.
+/// 1 while the directory may be asked. It is unhealthy after HOST_SETTING_DIRECTORY_FAILURES failures in a row, until
+/// one check, let through every HOST_SETTING_RETRY_AFTER seconds (this function gives 1 for it), is answered.
 PB_EXPORT pbBool hostLimitsDirectoryHealthy( hostLimits *limits );
 
 /// 1 when BYTES may be sent to PEER in answer to RECEIVED bytes. Always so over TCP and TLS, and for a UDP source that

@@ -1,7 +1,8 @@
 // The module of the host library: what stands between a network and the library on a server or client of SIP.
 //
 // Thread rule of everything in this folder: its objects belong to the thread that drives the current scheduler
-// (pbSchedulerCreateHosted, or the simulation), and its callbacks are called in that thread, from within pbSchedulerRun.
+// (pbSchedulerCreateHosted, or the simulation), and its callbacks are called in that thread, from within
+// pbSchedulerRun.
 #ifndef HOST_HOST_MODULE_H
 #define HOST_HOST_MODULE_H
 

@@ -1,6 +1,6 @@
 // A server's side of the host library: everything between a transaction layer and the library, put together. The engine
-// gives it each new request; it prepares it, finds its session, asks limits and ledger, lets the library check it behind a
-// guard, and tells the engine what to send and what was accepted.
+// gives it each new request; it prepares it, finds its session, asks limits and ledger, lets the library check it
+// behind a guard, and tells the engine what to send and what was accepted.
 //
 // All calls of the handler come from within pbSchedulerRun, none from within a call of this header.
 #ifndef HOST_HOST_SERVER_H
@@ -81,7 +81,8 @@ PB_EXPORT void hostServerSetHandler(
 /// Takes in a new request (never a retransmission, CANCEL or ACK; these abort with "method != SIPBN_METHOD_CANCEL" and
 /// so on). RECEIVED is its number of bytes on the wire. BINDING names what the request belongs to: for a REGISTER the
 /// address of record with the contact, for others a dialog or call; requests with the same binding (and flow) share a
-/// session, once one has passed with credentials: until then each has a session of its own. USER is a pointer of the host's own. A new reference of the transaction.
+/// session, once one has passed with credentials: until then each has a session of its own. USER is a pointer of the
+/// host's own. A new reference of the transaction.
 PB_EXPORT hostServerTransaction *hostServerReceive( hostServer *server, hostPeer *peer, sipsnMessage *request,
                                                     int64_t received, pbString *binding, void *user );
 /// Drops all sessions of a binding, for example when its registration ends, or its dialog.
@@ -95,9 +96,9 @@ PB_EXPORT int64_t hostServerNonces( hostServer *server );
 /// The number of transactions that are under way.
 PB_EXPORT int64_t hostServerTransactions( hostServer *server );
 
-/// 1 when the answer will be sent with HOST_SEND_STATELESS, so that the engine needs no transaction for it: a challenge of
-/// a request without credentials that count, or what was decided without the library (400, 503, or drop). Known as soon
-/// as hostServerReceive returns.
+/// 1 when the answer will be sent with HOST_SEND_STATELESS, so that the engine needs no transaction for it: a challenge
+/// of a request without credentials that count, or what was decided without the library (400, 503, or drop). Known as
+/// soon as hostServerReceive returns.
 PB_EXPORT pbBool hostServerTransactionStateless( hostServerTransaction *transaction );
 /// The host's pointer.
 PB_EXPORT void *hostServerTransactionUser( hostServerTransaction *transaction );
@@ -113,6 +114,10 @@ PB_EXPORT pbString *hostServerTransactionIdentity( hostServerTransaction *transa
 /// Answers an accepted request. 1 when the response will be sent; 0 when the guard refused it (a second final response,
 /// for example): it is dropped and reported.
 PB_EXPORT pbBool hostServerTransactionRespond( hostServerTransaction *transaction, sipsnMessage *response );
+/// Reports one more event of a request that was accepted, as the host finds out about it: HOST_REASON_IDENTITY, for
+/// example. STATUS is that of the answer, -1 for none; NOTE is C text or null.
+PB_EXPORT void hostServerTransactionReport( hostServerTransaction *transaction, int64_t reason, int64_t status,
+                                            const char *note );
 /// A CANCEL for this request. One that comes early is kept until the request has been accepted. 0 when it was refused.
 PB_EXPORT pbBool hostServerTransactionCancel( hostServerTransaction *transaction, sipsnMessage *cancel );
 /// An ACK for this request. 0 when it was refused: it may then be handled without the library.

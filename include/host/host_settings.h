@@ -11,41 +11,44 @@ PB_BEGIN_DECLS
 /// A setting; the comment names its key in a store, its unit and its default.
 typedef int64_t HOST_SETTING;
 /* Sessions of the server. */
-#define HOST_SETTING_SESSIONS_MAX 0              /* "maxSessions": 200000 */
-#define HOST_SETTING_SESSION_LIFETIME 1          /* "sessionLifetime": ms since the last request that passed, 7200000 */
-#define HOST_SETTING_SESSION_TRANSACTIONS_MAX 2  /* "maxTransactionsPerSession": 16, of a proven session */
+#define HOST_SETTING_SESSIONS_MAX 0             /* "maxSessions": 200000 */
+#define HOST_SETTING_SESSION_LIFETIME 1         /* "sessionLifetime": ms since the last request that passed, 7200000 */
+#define HOST_SETTING_SESSION_TRANSACTIONS_MAX 2 /* "maxTransactionsPerSession": 16, of a proven session */
 /* The nonce ledger. */
-#define HOST_SETTING_NONCES_MAX 3                /* "maxNonces": 262144 */
+#define HOST_SETTING_NONCES_MAX 3 /* "maxNonces": 262144 */
 /* Token buckets: RATE tokens come in a second (a minute where it says so), at most BURST are kept; RATE 0: no limit. */
-#define HOST_SETTING_CHALLENGE_RATE 4            /* "challengesPerSecond": 20000 */
-#define HOST_SETTING_CHALLENGE_BURST 5           /* "challengesBurst": 40000 */
-#define HOST_SETTING_NETWORK_CHALLENGE_RATE 6    /* "networkChallengesPerSecond": 500, for each /24 (IPv6: /56) */
-#define HOST_SETTING_NETWORK_CHALLENGE_BURST 7   /* "networkChallengesBurst": 2000 */
-#define HOST_SETTING_USER_FAILURE_RATE 8         /* "userFailuresPerMinute": 6 */
-#define HOST_SETTING_USER_FAILURE_BURST 9        /* "userFailuresBurst": 10 */
-#define HOST_SETTING_SOURCE_FAILURE_RATE 10      /* "sourceFailuresPerMinute": 30, for each address (IPv6: /64) */
-#define HOST_SETTING_SOURCE_FAILURE_BURST 11     /* "sourceFailuresBurst": 60 */
-#define HOST_SETTING_BUCKETS_MAX 12              /* "maxLimitedParties": 65536 networks, users and sources each */
-#define HOST_SETTING_LOOKUPS_MAX 13              /* "maxOpenChecks": 1000 checks that wait for the directory */
+#define HOST_SETTING_CHALLENGE_RATE 4          /* "challengesPerSecond": 20000 */
+#define HOST_SETTING_CHALLENGE_BURST 5         /* "challengesBurst": 40000 */
+#define HOST_SETTING_NETWORK_CHALLENGE_RATE 6  /* "networkChallengesPerSecond": 500, for each /24 (IPv6: /56) */
+#define HOST_SETTING_NETWORK_CHALLENGE_BURST 7 /* "networkChallengesBurst": 2000 */
+#define HOST_SETTING_USER_FAILURE_RATE 8       /* "userFailuresPerMinute": 6 */
+#define HOST_SETTING_USER_FAILURE_BURST 9      /* "userFailuresBurst": 10 */
+#define HOST_SETTING_SOURCE_FAILURE_RATE 10    /* "sourceFailuresPerMinute": 30, for each address (IPv6: /64) */
+#define HOST_SETTING_SOURCE_FAILURE_BURST 11   /* "sourceFailuresBurst": 60 */
+#define HOST_SETTING_BUCKETS_MAX 12            /* "maxLimitedParties": 65536 networks, users and sources each */
+#define HOST_SETTING_LOOKUPS_MAX 13            /* "maxOpenChecks": 1000 checks that wait for the directory */
 /* Answers over UDP. */
-#define HOST_SETTING_AMPLIFICATION 14            /* "amplification": 3, bytes sent for a byte received; 0: no limit */
-#define HOST_SETTING_CHALLENGE_BYTES 15          /* "maxChallengeBytes": 1200 over UDP; 0: no limit */
+#define HOST_SETTING_AMPLIFICATION 14   /* "amplification": 3, bytes sent for a byte received; 0: no limit */
+#define HOST_SETTING_CHALLENGE_BYTES 15 /* "maxChallengeBytes": 1200 over UDP; 0: no limit */
 /* What is parsed. */
-#define HOST_SETTING_MESSAGE_BYTES 16            /* "maxMessageBytes": 65536 */
-#define HOST_SETTING_HEADER_LINES 17             /* "maxHeaderLines": 256 */
-#define HOST_SETTING_HEADER_LINE_BYTES 18        /* "maxHeaderLineBytes": 8192 */
-#define HOST_SETTING_AUTHORIZATIONS 19           /* "maxAuthorizations": 8 lines with credentials, or challenges */
-#define HOST_SETTING_AUTHORIZATION_BYTES 20      /* "maxAuthorizationBytes": 4096 a line */
+#define HOST_SETTING_MESSAGE_BYTES 16       /* "maxMessageBytes": 65536 */
+#define HOST_SETTING_HEADER_LINES 17        /* "maxHeaderLines": 256 */
+#define HOST_SETTING_HEADER_LINE_BYTES 18   /* "maxHeaderLineBytes": 8192 */
+#define HOST_SETTING_AUTHORIZATIONS 19      /* "maxAuthorizations": 8 lines with credentials, or challenges */
+#define HOST_SETTING_AUTHORIZATION_BYTES 20 /* "maxAuthorizationBytes": 4096 a line */
 /* The directory. */
-#define HOST_SETTING_DIRECTORY_FAILURES 21       /* "directoryFailures": 5 in a row until it counts as unhealthy */
-#define HOST_SETTING_RETRY_AFTER 22              /* "retryAfter": 5 s, of a 503; one check is tried after it */
+#define HOST_SETTING_DIRECTORY_FAILURES 21 /* "directoryFailures": 5 in a row until it counts as unhealthy */
+#define HOST_SETTING_RETRY_AFTER 22        /* "retryAfter": 5 s, of a 503; one check is tried after it */
 /* The client. */
-#define HOST_SETTING_CLIENT_CHALLENGES 23        /* "maxClientChallenges": 2 answered for each request */
-#define HOST_SETTING_CLIENT_ALLOW_BASIC 24       /* "clientBasic": 0; 1: over verified TLS */
-#define HOST_SETTING_CLIENT_ALLOW_DOWNGRADE 25   /* "clientDowngrade": 0; 1: MD5 for a realm that once offered SHA-256 */
-#define HOST_SETTING_CLIENT_BACKOFF 26           /* "clientBackoff": 1000 ms, doubled after each failure */
-#define HOST_SETTING_CLIENT_BACKOFF_MAX 27       /* "clientBackoffMax": 60000 ms */
-#define HOST_SETTING_COUNT 28
+#define HOST_SETTING_CLIENT_CHALLENGES 23      /* "maxClientChallenges": 2 answered for each request */
+#define HOST_SETTING_CLIENT_ALLOW_BASIC 24     /* "clientBasic": 0; 1: over verified TLS */
+#define HOST_SETTING_CLIENT_ALLOW_DOWNGRADE 25 /* "clientDowngrade": 0; 1: MD5 for a realm that once offered SHA-256   \
+                                                */
+#define HOST_SETTING_CLIENT_BACKOFF 26         /* "clientBackoff": 1000 ms, doubled after each failure */
+#define HOST_SETTING_CLIENT_BACKOFF_MAX 27     /* "clientBackoffMax": 60000 ms */
+/* What credentials must agree with. */
+#define HOST_SETTING_CHECK_URI 28 /* "checkUri": 1; 0: nothing, 1: the host of the Request-URI, 2: all of it */
+#define HOST_SETTING_COUNT 29
 /// Whether a number is one of the settings.
 #define HOST_SETTING_OK( setting ) ( ( setting ) >= 0 && ( setting ) < HOST_SETTING_COUNT )
 

@@ -75,8 +75,9 @@ PB_EXPORT int64_t sipsnMessageLinesLength( sipsnMessage *message );
 PB_EXPORT pbString *sipsnMessageLineNameAt( sipsnMessage *message, int64_t index );
 /// The value of the header line at INDEX in message order, unfolded, without white space around it.
 PB_EXPORT pbString *sipsnMessageLineValueAt( sipsnMessage *message, int64_t index );
-/// The index of the first header line of a name at INDEX or after it, -1 when there is none. NAME is its long or compact
-/// form in any letter case; a length of -1 means up to the NUL. INDEX is at least 0 and at most the number of lines.
+/// The index of the first header line of a name at INDEX or after it, -1 when there is none. NAME is its long or
+/// compact form in any letter case; a length of -1 means up to the NUL. INDEX is at least 0 and at most the number of
+/// lines.
 PB_EXPORT int64_t sipsnMessageLineFindCstr( sipsnMessage *message, const char *name, int64_t length, int64_t index );
 /// The value of the header line at INDEX as its bytes stand in the message, still folded, without white space around it
 /// and without NUL at the end; *LENGTH is set to their number. Valid as long as the message lives unchanged.
@@ -94,8 +95,8 @@ PB_EXPORT void sipsnMessageSetHeader( sipsnMessage **message, sipsnMessageHeader
 /// Removes every line of a name; nothing when there is none. A length of -1 means up to the NUL.
 PB_EXPORT void sipsnMessageDelHeaderCstr( sipsnMessage **message, const char *name, int64_t length );
 
-/// Gives the header line at INDEX another value. CR, LF and NUL in it become spaces. A Content-Length set in this way is
-/// the caller's own: it is not compared with the body.
+/// Gives the header line at INDEX another value. CR, LF and NUL in it become spaces. A Content-Length set in this way
+/// is the caller's own: it is not compared with the body.
 PB_EXPORT void sipsnMessageSetLineAt( sipsnMessage **message, int64_t index, pbString *value );
 /// Puts a header line before the one at INDEX, which may be the number of lines: then it comes last. The name must be a
 /// token; a length of -1 means up to the NUL. CR, LF and NUL in the value become spaces.

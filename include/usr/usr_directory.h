@@ -56,9 +56,9 @@ PB_EXPORT pbStore *usrDirectoryConfig( usrDirectory *directory, int64_t storeFla
 /// Lookups and queries that are open keep the limits and the driver with which they began. Without a change for the
 /// driver it goes on as it is, in memory with the users that were added meanwhile.
 PB_EXPORT pbBool usrDirectoryTrySetConfig( usrDirectory *directory, pbStore *config, pbString **reason );
-/// A number that grows whenever users of the directory may have changed: at once with changes that were made through this
-/// object or with its configuration, and within about a second with those that other processes made, where the driver
-/// can tell. It may grow without a change, and more than once for one. Never blocks, any thread.
+/// A number that grows whenever users of the directory may have changed: at once with changes that were made through
+/// this object or with its configuration, and within about a second with those that other processes made, where the
+/// driver can tell. It may grow without a change, and more than once for one. Never blocks, any thread.
 PB_EXPORT int64_t usrDirectoryChanges( usrDirectory *directory );
 /// 1 when usrDirectoryChanges tells of changes that others made, or nobody else can make any; 0 when the driver cannot
 /// tell. The drivers "memory", "sqlite" and "postgres" can.

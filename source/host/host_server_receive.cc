@@ -5,8 +5,12 @@
 #include "host/host_refusal_private.h"
 #include "host/host_server_private.h"
 
+#include <pb/pb_std.hh>
 #include <sipbn/sipbn_method.h>
 #include <sipsn/sipsn_message.h>
+
+#include <algorithm>
+#include <string>
 
 using namespace host::server;
 
@@ -132,6 +136,35 @@ void passUnchecked( hostServerTransaction *transaction )
     startOrRefuse( transaction, Phase::CHECKING, createSession( transaction->server ), transaction->request );
 }
 
+// The host of a URI in text, in lower case: what stands between the user and the port or the parameters.
+std::string hostOf( pbString *uri )
+{
+    const std::string all = pb::text( uri );
+    std::string_view text = all;
+    text.remove_prefix( std::min( text.find( ':' ) + 1, text.size() ) );
+    text = text.substr( 0, text.find_first_of( ";?" ) );
+    const size_t user = text.rfind( '@' );
+    if( user != std::string_view::npos )
+        text.remove_prefix( user + 1 );
+    const size_t end = text.starts_with( '[' ) ? text.find( ']' ) : text.find( ':' );
+    std::string host( text.substr( 0, end ) );
+    for( char &ch : host )
+        ch = ch >= 'A' && ch <= 'Z' ? static_cast<char>( ch + 'a' - 'A' ) : ch;
+    return host;
+}
+
+// The library computes with the uri of the credentials, whatever the request is for (RFC 7616 section 3.4.6: it is the
+// server that compares them).
+bool uriFits( hostServerTransaction *transaction )
+{
+    const int64_t policy = hostSettingsValue( transaction->server->settings, HOST_SETTING_CHECK_URI );
+    auto claimed = pb::own( sipauthAuthorizationDigestIri( transaction->authorization ) );
+    auto real = pb::own( sipsnMessageRequestIri( transaction->request ) );
+    if( policy == 0 || ( claimed && pbStringEquals( claimed, real ) ) )
+        return true;
+    return policy == 1 && claimed && hostOf( claimed ) == hostOf( real );
+}
+
 void decide( hostServerTransaction *transaction )
 {
     hostServer *server = transaction->server;
@@ -145,6 +178,8 @@ void decide( hostServerTransaction *transaction )
         return checkAnew( transaction, nullptr, request );
     if( transaction->credentials != HOST_CREDENTIALS_DIGEST )
         return challenge( transaction, request );
+    if( !uriFits( transaction ) )
+        return settle( transaction, HOST_REASON_URI, 400, "uri of credentials" );
     auto nonce = pb::own( sipauthAuthorizationDigestNonce( transaction->authorization ) );
     if( proven && pbStringEquals( proven->nonce, nonce ) )
         return checkInSession( transaction, proven, request );

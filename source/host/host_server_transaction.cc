@@ -250,6 +250,13 @@ pbBool hostServerTransactionRespond( hostServerTransaction *transaction, sipsnMe
     return taken( transaction, host___Refuse( HOST_REFUSAL_SECOND_FINAL ) );
 }
 
+void hostServerTransactionReport( hostServerTransaction *transaction, int64_t reason, int64_t status, const char *note )
+{
+    PB_ASSERT( transaction );
+    PB_ASSERT( HOST_REASON_OK( reason ) );
+    report( transaction, reason, status, note );
+}
+
 pbBool hostServerTransactionCancel( hostServerTransaction *transaction, sipsnMessage *cancel )
 {
     PB_ASSERT( transaction );

@@ -59,6 +59,7 @@ constexpr Row rows[] = {
     { "clientDowngrade", 0, 0, 1, Kind::truth },
     { "clientBackoff", 1'000, 1, day },
     { "clientBackoffMax", 60'000, 1, day },
+    { "checkUri", 1, 0, 2 },
 };
 static_assert( std::size( rows ) == HOST_SETTING_COUNT );
 static_assert( std::all_of( std::begin( rows ), std::end( rows ),

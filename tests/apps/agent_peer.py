@@ -1,5 +1,5 @@
-"""A SIP server for the tests of the user agent: challenges, checks and answers what a test tells it to, over UDP, TCP or
-TLS. It shares no code with the tool."""
+"""A SIP server for the tests of the user agent: challenges, checks and answers what a test tells it to, over UDP, TCP
+or TLS. It shares no code with the tool."""
 
 import re
 import secrets

@@ -23,7 +23,8 @@ def credentials(request):
 class AgentCase(ToolCase):
     def agent(self, status, command, peer, *more, user="alice", password="secret"):
         uri = peer.uri() if command in ("register", "options") else peer.uri("bob")
-        return self.expect(status, command, uri, "--user", user, "--timeout", 20, *more, password=password)
+        limit = () if "--timeout" in more else ("--timeout", 20)
+        return self.expect(status, command, uri, "--user", user, *limit, *more, password=password)
 
     def messages(self, status, command, peer, *more, **named):
         """The messages of a run with --json, and the whole object."""
@@ -201,6 +202,7 @@ class OverTls(AgentCase):
             done = self.agent(0, "register", peer, "--ca", authority)
             self.assertEqual(done.err, "")
         self.assertEqual(peer.problems, [])
+        self.assertRegex(sip_text.headers(peer.requests[0], "Contact")[0], r"^<sip:alice@127\.0\.0\.1;transport=tls>$")
 
     def test_verifies_the_server(self):
         path, _ = self.certificate("127.0.0.1")
@@ -358,12 +360,14 @@ class Calling(AgentCase):
         def accept_and_end(peer, request, send):
             bye = (f"BYE {sip_text.headers(request, 'Contact')[0].strip('<>')} SIP/2.0\r\n"
                    f"Via: SIP/2.0/UDP 127.0.0.1:{peer.port};branch=z9hG4bKbye\r\nMax-Forwards: 70\r\n"
-                   f"From: {sip_text.headers(request, 'To')[0]};tag=b1\r\nTo: {sip_text.headers(request, 'From')[0]}\r\n"
+                   f"From: {sip_text.headers(request, 'To')[0]};tag=b1\r\n"
+                   f"To: {sip_text.headers(request, 'From')[0]}\r\n"
                    f"Call-ID: {sip_text.headers(request, 'Call-ID')[0]}\r\nCSeq: 1 BYE\r\nContent-Length: 0\r\n\r\n")
             later(0.3, lambda: send(bye.encode()))
             return self.accept(peer, request, send)
         with self.serve(accept_and_end) as peer:
             done = self.agent(0, "invite", peer, "--hold", 30)
+            peer.wait(lambda _: peer.responses)
             self.assertEqual([sip_text.status(response) for response in peer.responses], [200])
         self.assertEqual(done.out.splitlines()[-1], "accepted: the other side hung up")
 
@@ -380,7 +384,8 @@ class Listening(AgentCase):
         INVITE, all others one of their own."""
         contact = sip_text.headers(peer.requests[-1], "Contact")[0].strip("<>")
         content = "v=0\r\n" if method == "INVITE" else ""
-        text = (f"{method} {contact} SIP/2.0\r\nVia: SIP/2.0/UDP 127.0.0.1:{peer.port};branch=z9hG4bK{branch or method}{number}\r\n"
+        text = (f"{method} {contact} SIP/2.0\r\n"
+                f"Via: SIP/2.0/UDP 127.0.0.1:{peer.port};branch=z9hG4bK{branch or method}{number}\r\n"
                 f"Max-Forwards: 70\r\nFrom: <sip:bob@127.0.0.1>;tag=b\r\nTo: <sip:alice@127.0.0.1>\r\n"
                 f"Call-ID: call{number}@127.0.0.1\r\nCSeq: 1 {method}\r\nContact: <{peer.uri('bob')}>\r\n"
                 f"Record-Route: <sip:127.0.0.1:{peer.port};lr>\r\nContent-Length: {len(content)}\r\n\r\n{content}")
@@ -424,6 +429,17 @@ class Listening(AgentCase):
         self.assertEqual(sip_text.headers(accepted, "To"), sip_text.headers(peer.responses[1], "To"))
         self.assertIn("a=inactive", sip_text.body(accepted).decode())
         self.assertEqual(sip_text.headers(peer.requests[-1], "Expires"), ["0"])
+
+    def test_answers_with_the_address_that_it_registered(self):
+        def work():
+            self.call(peer, "INVITE", 1)
+            peer.wait(lambda _: len(peer.responses) >= 2)
+            self.call(peer, "ACK", 1)
+        for transport in ("udp", "tcp"):
+            with self.subTest(transport), Peer(transport=transport) as peer:
+                self.while_listening(peer, work)
+                contacts = {sip_text.headers(message, "Contact")[0] for message in peer.requests + peer.responses}
+                self.assertEqual(len(contacts), 1, contacts)
 
     def test_is_busy_when_told_so(self):
         def work():

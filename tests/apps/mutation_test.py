@@ -3,7 +3,7 @@
 import os
 import random
 
-import options_test
+import settings_test
 import tool_case
 from tool_case import DATA, ToolCase
 
@@ -93,7 +93,7 @@ class Mutation(ToolCase):
     def test_options_and_challenge_survive(self):
         seen = set()
         for run in range(RUNS // 2):
-            file = self.file("options.toml", mutated(options_test.EVERYTHING.encode(), self.chance))
+            file = self.file("options.toml", mutated(settings_test.EVERYTHING.encode(), self.chance))
             arguments = (("settings", "show"), ("settings", "normalize"), ("challenge", "--options"))[run % 3]
             done = self.run_tool(*arguments, file)
             self.assertIn(done.status, (0, 1, 2), f"{(self.folder / 'options.toml').read_bytes()}: {done}")

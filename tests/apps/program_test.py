@@ -5,7 +5,7 @@ import subprocess
 import tool_case
 from tool_case import DATA, ToolCase
 
-COMMANDS = ("parse", "answer", "check", "challenge", "settings", "trace")
+COMMANDS = ("parse", "answer", "check", "challenge", "settings", "trace", "register", "options", "message", "invite")
 SIGNED = DATA / "sipp" / "register_auth_authorized.sip"
 ASKED = DATA / "sipp" / "register_auth_challenge.sip"
 
@@ -16,7 +16,7 @@ class Usage(ToolCase):
         for command in COMMANDS:
             self.assertRegex(done.out, rf"(?m)^  {command} ")
             self.assertIn("--help", self.expect(0, command, "--help").out)
-        for command in ("parse", "answer", "check", "challenge", "trace"):
+        for command in ("parse", "answer", "check", "challenge", "trace", "register", "options", "message", "invite"):
             self.assertIn("--json", self.expect(0, command, "--help").out)
         for command in ("show", "normalize"):
             self.assertIn("--json", self.expect(0, "settings", command, "--help").out)
@@ -26,7 +26,8 @@ class Usage(ToolCase):
 
     def test_is_refused_with_2(self):
         for arguments in ((), ("unknown",), ("--unknown",), ("parse", "a", "b"), ("answer",), ("check",), ("trace",),
-                          ("challenge",), ("settings",), ("settings", "unknown"),
+                          ("challenge",), ("settings",), ("settings", "unknown"), ("register",),
+                          ("options",), ("message",), ("invite",),
                           ("answer", "--request", SIGNED, "--user", "alice")):
             with self.subTest(arguments):
                 done = self.expect(2, *arguments)

@@ -4,6 +4,7 @@
 
 #include <sys/socket.h>
 
+#include <algorithm>
 #include <random>
 
 using namespace test;
@@ -148,7 +149,7 @@ TEST( EngineJunk, ClosesAConnectionWithoutContentLength )
     EXPECT_TRUE( phone.ends() );
 }
 
-TEST( EngineJunk, CountsWhatItCannotReadAndWritesNothing )
+TEST( EngineJunk, CountsWhatItCannotReadAndWritesNoLineForEach )
 {
     Patient rig;
     const Address server = rig.listen( Transport::Udp );
@@ -157,6 +158,8 @@ TEST( EngineJunk, CountsWhatItCannotReadAndWritesNothing )
     phone.send( server, "hello, world" );
     phone.send( server, std::string( "\0\1\0\0\x21\x12\xa4\x42 binary", 16 ) );
     phone.send( server, request( "OPTIONS", "SIP/2.0/UDP without.branch" ) );
+    for( int time = 0; time < 20; ++time )
+        phone.send( server, "OPTIONS sip:x SIP/2.0\r\nCall-ID: a\r\nCSeq: x\r\n\r\n" );
     phone.send( server, "OPTIONS sip:x SIP/2.0\r\nCall-ID: a\r\n\r\n" );
     phone.send( server, "SIP/2.0 200 OK\r\nContent-Length: 5\r\nVia: SIP/2.0/UDP x;branch=z9hG4bKx\r\n\r\nbody" );
     // What keeps a way through a NAT open is no message, but no fault either.
@@ -164,6 +167,7 @@ TEST( EngineJunk, CountsWhatItCannotReadAndWritesNothing )
          { std::string( "\r\n\r\n" ), std::string( 4, '\0' ), std::string( "\r\n\r\n\r\n" ) } )
         phone.send( server, ping );
     expectAlive( rig, server, "end" );
-    EXPECT_EQ( rig.in( [&] { return rig.engine->malformed(); } ), 5u );
-    EXPECT_EQ( testing::internal::GetCapturedStderr(), "" );
+    EXPECT_EQ( rig.in( [&] { return rig.engine->malformed(); } ), 25u );
+    const std::string written = testing::internal::GetCapturedStderr();
+    EXPECT_LE( std::count( written.begin(), written.end(), '\n' ), 1 ) << written;
 }

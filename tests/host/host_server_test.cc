@@ -262,9 +262,10 @@ TEST_F( Serving, HandsTheRequestOutWithoutOurCredentials )
     serve();
     Phone alice = phone();
     alice.send( "MESSAGE" ).clear();
-    std::string wire = replaced( alice.sign( "MESSAGE" ), "Content-Length",
-                                 "Authorization: Digest username=\"x\", realm=\"elsewhere\", nonce=\"y\", uri=\"sip:z\", "
-                                 "response=\"0123456789abcdef0123456789abcdef\"\r\nContent-Length" );
+    std::string wire =
+        replaced( alice.sign( "MESSAGE" ), "Content-Length",
+                  "Authorization: Digest username=\"x\", realm=\"elsewhere\", nonce=\"y\", uri=\"sip:z\", "
+                  "response=\"0123456789abcdef0123456789abcdef\"\r\nContent-Length" );
     Transaction transaction = receive( wire, udpPeer() );
     ASSERT_EQ( outcome(), "accepted" );
     std::string forwarded = encoded( own( hostServerTransactionRequest( transaction ) ) );

@@ -51,6 +51,7 @@ constexpr Told told[] = {
     { HOST_SETTING_CLIENT_ALLOW_DOWNGRADE, "clientDowngrade", 0 },
     { HOST_SETTING_CLIENT_BACKOFF, "clientBackoff", 1000 },
     { HOST_SETTING_CLIENT_BACKOFF_MAX, "clientBackoffMax", 60000 },
+    { HOST_SETTING_CHECK_URI, "checkUri", 1 },
 };
 static_assert( std::size( told ) == HOST_SETTING_COUNT );
 

@@ -64,9 +64,7 @@ TEST( Config, GivesItsDomainsToRegistrarAndProxy )
     EXPECT_EQ( config.proxy.domains, expected );
 }
 
-TEST( Config, ReadsEveryKey )
-{
-    Config config = read( R"(
+constexpr const char *everything = R"(
 stack = 'other'
 domains = 'example.com'
 serverHeader = ''
@@ -118,7 +116,11 @@ trace = 'c.log'
 statistics = 60
 [tls]
 verify = false
-)" );
+)";
+
+TEST( Config, ReadsEveryKeyOfTheDaemonItself )
+{
+    Config config = read( everything );
     EXPECT_EQ( config.stack, "other" );
     EXPECT_EQ( config.serverHeader, "" );
     EXPECT_EQ( config.drainTime, 5 );
@@ -126,6 +128,11 @@ verify = false
     EXPECT_EQ( config.listeners[0].label, "b" ) << "the order is that of the file";
     EXPECT_EQ( config.listeners[0].transport, engine::Transport::Tcp );
     EXPECT_EQ( config.listeners[0].profile, "strict" );
+}
+
+TEST( Config, ReadsEveryKeyOfRegistrarAndProxy )
+{
+    Config config = read( everything );
     EXPECT_FALSE( config.registrar.enabled );
     EXPECT_EQ( config.registrar.minExpires, 10 );
     EXPECT_EQ( config.registrar.maxExpires, 100 );
@@ -146,6 +153,11 @@ verify = false
     EXPECT_EQ( config.proxy.upstreams[0].name, "carrier" );
     EXPECT_EQ( config.proxy.upstreams[0].domain, "carrier.example" );
     EXPECT_EQ( config.proxy.upstreams[0].prefix, "+" );
+}
+
+TEST( Config, ReadsEveryKeyOfLimitsProfilesLogAndTls )
+{
+    Config config = read( everything );
     EXPECT_EQ( hostSettingsValue( config.settings, HOST_SETTING_AMPLIFICATION ), 2 );
     EXPECT_EQ( config.profiles.standard, "legacy" );
     EXPECT_TRUE( config.profiles.learn );

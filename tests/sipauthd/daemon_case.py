@@ -7,6 +7,7 @@ import re
 import select
 import signal
 import socket
+import ssl
 import subprocess
 import sys
 import tempfile
@@ -87,11 +88,14 @@ class Response:
 class Client:
     """A client with a socket of its own, for one user."""
 
-    def __init__(self, address, user="alice", password="secret", transport="udp"):
+    def __init__(self, address, user="alice", password="secret", transport="udp", authority=None):
         self.user, self.password, self.transport = user, password, transport
         self.socket = socket.socket(socket.AF_INET, socket.SOCK_DGRAM if transport == "udp" else socket.SOCK_STREAM)
         self.socket.settimeout(SECONDS)
         self.socket.connect(address)
+        if transport == "tls":
+            context = ssl.create_default_context(cafile=authority)
+            self.socket = context.wrap_socket(self.socket, server_hostname="localhost")
         self.host = "%s:%d" % self.socket.getsockname()
         self.call = os.urandom(8).hex()
         self.cseq = 0
@@ -246,6 +250,13 @@ class DaemonCase(unittest.TestCase):
         client = Client(daemon.address(more.get("transport", "udp")), *arguments, **more)
         self.addCleanup(client.close)
         return client
+
+    def certificate(self, name):
+        """A new certificate of its own making for localhost."""
+        subprocess.run(["openssl", "req", "-x509", "-newkey", "ec", "-pkeyopt", "ec_paramgen_curve:P-256", "-nodes",
+                        "-days", "30", "-subj", "/CN=localhost", "-addext", "subjectAltName=DNS:localhost",
+                        "-keyout", str(self.folder / f"{name}.key"), "-out", str(self.folder / f"{name}.pem")],
+                       check=True, capture_output=True)
 
     def run_daemon(self, *arguments):
         return subprocess.run([self.program, *map(str, arguments)], capture_output=True, text=True, timeout=SECONDS,

@@ -5,11 +5,12 @@ import json
 import os
 import pathlib
 import signal
+import ssl
+import subprocess
 import time
-import unittest
 
 import daemon_case
-from daemon_case import CONFIGURATION, Client, DaemonCase
+from daemon_case import CONFIGURATION, DaemonCase
 
 BOTH = ("udp", "tcp")
 
@@ -233,6 +234,41 @@ class Operation(DaemonCase):
         self.assertEqual(daemon.end(), 1)
 
 
+class Tls(DaemonCase):
+    CONFIGURATION = CONFIGURATION.replace("[object.daemon.config.registrar]", """[object.daemon.config.listeners.tls]
+transport = "tls"
+address = "127.0.0.1:0"
+certificate = "own.pem"
+privateKey = "own.key"
+[object.daemon.config.registrar]""")
+
+    def test_a_user_registers_over_tls(self):
+        self.certificate("own")
+        daemon = self.start(self.CONFIGURATION)
+        client = self.client(daemon, transport="tls", authority=self.folder / "own.pem")
+        response = client.register(algorithm="SHA-256")
+        self.assertEqual(response.status, 200, response)
+
+    def test_a_reload_takes_a_new_certificate_and_refuses_a_broken_one(self):
+        self.certificate("own")
+        daemon = self.start(self.CONFIGURATION)
+        first = (self.folder / "own.pem").read_bytes()
+        (self.folder / "first.pem").write_bytes(first)
+        self.certificate("own")
+        daemon.send_signal(signal.SIGHUP)
+        daemon.wait_for("certificates read again", "the certificate is not read")
+        self.assertEqual(self.client(daemon, transport="tls", authority=self.folder / "own.pem").register().status, 200)
+        with self.assertRaises(ssl.SSLError):
+            self.client(daemon, transport="tls", authority=self.folder / "first.pem")
+        good = (self.folder / "own.pem").read_bytes()
+        (self.folder / "good.pem").write_bytes(good)
+        (self.folder / "own.pem").write_text("no certificate")
+        daemon.send_signal(signal.SIGHUP)
+        daemon.wait_for("configuration refused, nothing has changed: .*own.pem holds no certificate", "it is taken")
+        daemon.wait_for("error certificates: ", "it is read")
+        self.assertEqual(self.client(daemon, transport="tls", authority=self.folder / "good.pem").register().status, 200)
+
+
 class CommandLine(DaemonCase):
     def test_check_tells_what_a_file_means(self):
         path = self.folder / "a.toml"
@@ -265,7 +301,20 @@ class CommandLine(DaemonCase):
         shipped = os.environ["SIPAUTHD_SHIPPED"]
         done = self.run_daemon("--check", shipped)
         self.assertEqual(done.returncode, 0, done)
+        self.assertNotIn("earlier version", done.stdout)
         self.assertRegex(done.stdout, r"  baresip 1\.0 +logs in +with MD5 \(profile legacy\)\n")
+
+    def test_the_tool_knows_the_daemons_object(self):
+        path = self.folder / "a.toml"
+        path.write_text(CONFIGURATION)
+        done = subprocess.run([os.environ["SIPAUTH_TOOL"], "config", "migrate", str(path)], capture_output=True, text=True,
+                              check=False)
+        self.assertEqual(done.returncode, 0, done)
+        self.assertNotIn("of an earlier version", self.run_daemon("--check", path).stdout)
+        done = subprocess.run([os.environ["SIPAUTH_TOOL"], "config", "show", str(path)], capture_output=True, text=True,
+                              check=False)
+        self.assertIn("drainTime = 5000\n", done.stdout, done)
+        self.assertIn("maxExpires = 7200  # default\n", done.stdout, done)
 
     def test_a_daemon_that_cannot_start_says_why(self):
         path = self.folder / "a.toml"

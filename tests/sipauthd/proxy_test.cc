@@ -32,6 +32,7 @@ struct FakeRequest : Request
     const engine::Peer &peer() const override { return peer_; }
     const std::string &identity() const override { return identity_; }
     void respond( const sip::Message &response ) override { responses.push_back( response ); }
+    void refuseIdentity( const std::string &why ) override { respond( sip::respond( message_, 403, why ) ); }
 
     std::vector<int> statuses() const
     {

@@ -30,6 +30,7 @@ public:
     const Message &message() const override { return message_; }
     const engine::Peer &peer() const override { return peer_; }
     const std::string &identity() const override { return identity_; }
+    void refuseIdentity( const std::string &why ) override { respond( sip::respond( message(), 403, why ) ); }
     void respond( const Message &response ) override { responses.push_back( response ); }
 
     std::vector<Message> responses;

@@ -34,9 +34,9 @@ class Baresip(client.Client):
         with open(self.folder + "/silence.wav", "wb") as file:
             file.write(SILENCE)
 
-    def run(self, seconds, *commands):
-        """Runs for so many seconds, with commands given at the start."""
-        arguments = [client.find("baresip"), "-f", self.folder, "-t", str(seconds)]
+    def run(self, *commands):
+        """Runs until it is stopped, with commands given at the start."""
+        arguments = [client.find("baresip"), "-f", self.folder]
         for command in commands:
             arguments += ["-e", command]
         self.start(arguments)
