@@ -17,8 +17,7 @@ class Request
 {
 public:
     virtual ~Request() = default;
-    /// As it came in, with received and rport in its top Via; what is to be routed is without credentials for our
-    /// realm.
+    /// As it came in, with received and rport in its top Via and without credentials for our realm.
     virtual const sip::Message &message() const = 0;
     virtual const engine::Peer &peer() const = 0;
     /// The id of the user that was checked; "" when nobody was.
@@ -26,9 +25,6 @@ public:
     /// Answers: any number of provisional responses and one final one (for a forwarded INVITE several 2xx). What the
     /// order forbids is dropped and counted.
     virtual void respond( const sip::Message &response ) = 0;
-
-    /// Answers 403 and reports that the request claims another identity than the one that was checked.
-    virtual void refuseIdentity( const std::string &why ) = 0;
 
     /// Set by the service, called at most once each; kept until the transaction has ended.
     std::function<void()> onCancel;
