@@ -26,6 +26,9 @@ public:
     /// order forbids is dropped and counted.
     virtual void respond( const sip::Message &response ) = 0;
 
+    /// Answers 403 and reports that the request claims another identity than the one that was checked.
+    virtual void refuseIdentity( const std::string &why ) = 0;
+
     /// Set by the service, called at most once each; kept until the transaction has ended.
     std::function<void()> onCancel;
     /// The ACK for a 2xx to an INVITE, as it came in and without credentials for our realm.
