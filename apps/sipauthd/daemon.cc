@@ -11,6 +11,7 @@
 
 #include <algorithm>
 #include <csignal>
+#include <malloc.h>
 #include <sstream>
 #include <sys/resource.h>
 
@@ -21,6 +22,8 @@ namespace
 {
 
 constexpr int64_t pollInterval = 20; // milliseconds, while the daemon drains
+constexpr int64_t memoryInterval = 10000;
+constexpr size_t enoughToGiveBack = 32 << 20;
 
 // As many descriptors as the system allows: each connection needs one.
 void raiseDescriptors()
@@ -175,6 +178,7 @@ void Daemon::run()
 {
     Signals signals( [this]( int number ) { engine_->post( [this, number] { onSignal( number ); } ); } );
     repeatStatistics();
+    giveMemoryBack();
     log_->info( "ready" );
     engine_->run();
     logCounters();
@@ -301,6 +305,17 @@ void Daemon::logCounters()
                              services_->open(), engine_->transactions(), front_->dropped(), audit_.lost() ) );
     if( std::string text = refusals(); !text.empty() )
         log_->info( "refused" + text );
+}
+
+// After a flood the allocator keeps what it was given, in pieces between what is still in use. Half of that is
+// worth a look at all of them, which takes some milliseconds.
+void Daemon::giveMemoryBack()
+{
+    std::unique_ptr<engine::Timer> fired = std::move( memory_ );
+    const auto info = ::mallinfo2();
+    if( info.fordblks > enoughToGiveBack && info.fordblks > info.uordblks / 2 )
+        ::malloc_trim( 0 );
+    memory_ = engine_->after( memoryInterval, [this] { giveMemoryBack(); } );
 }
 
 void Daemon::repeatStatistics()

@@ -46,6 +46,7 @@ private:
     void awaitIdle();
     void stop( const std::string &why );
     void logCounters();
+    void giveMemoryBack();
     void repeatStatistics();
     FrontConfig frontConfig() const;
     std::vector<int> numbersOf( const Config &config ) const;
@@ -63,6 +64,7 @@ private:
     std::unique_ptr<Services> services_;
     std::unique_ptr<Front> front_;
     std::unique_ptr<engine::Timer> statistics_;
+    std::unique_ptr<engine::Timer> memory_;
     std::unique_ptr<engine::Timer> waiting_;
     std::unique_ptr<engine::Timer> limit_;
     bool draining_ = false;
