@@ -92,6 +92,8 @@ std::string problemOf( const Message &request );
 /// Call-ID, CSeq, then MORE, then Content-Length: 0.
 Message respond( const Message &request, int status, std::string_view reason = {},
                  const std::vector<Header> &more = {} );
+/// Whether the value of a To or From has a tag.
+bool hasTag( std::string_view value );
 /// Writes received and rport into the top Via of a request that came from an address (RFC 3261 section 18.2.1, RFC
 /// 3581).
 void addReceived( Message &request, const std::string &host, uint16_t port );

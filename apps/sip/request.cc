@@ -20,22 +20,63 @@ pb::Ref<sipsnLimits> wideLimits()
     return limits;
 }
 
-// The first line of a header, as its bytes stand, and how often the header is there: 0, 1, or 2 for more.
+// The headers that are looked at in every request. Those before the last two are mandatory.
+enum Name
+{
+    To,
+    From,
+    CallId,
+    CSeq,
+    TopVia,
+    MaxForwards,
+    ContentLength,
+    nameCount
+};
+
+struct Spelling
+{
+    std::string_view name;
+    char compact; ///< 0 for none (RFC 3261 section 7.3.3)
+};
+constexpr Spelling spellings[nameCount] = {
+    { "To", 't' },  { "From", 'f' },       { "Call-ID", 'i' },       { "CSeq", 0 },
+    { "Via", 'v' }, { "Max-Forwards", 0 }, { "Content-Length", 'l' } };
+
+// The first line of a header, as its bytes stand, and how often the header is there.
 struct Found
 {
     std::string_view value;
     int count = 0;
 };
 
-Found find( const Message &request, const char *name )
+// All of them, found in one pass.
+struct Headers
 {
-    int64_t first = sipsnMessageLineFindCstr( request.get(), name, -1, 0 );
-    if( first < 0 )
-        return {};
-    int64_t length = 0;
-    const char *bytes = sipsnMessageLineBytesAt( request.get(), first, &length );
-    bool again = sipsnMessageLineFindCstr( request.get(), name, -1, first + 1 ) >= 0;
-    return { { bytes, static_cast<size_t>( length ) }, again ? 2 : 1 };
+    explicit Headers( const Message &request );
+    const Found &operator[]( Name name ) const { return found[name]; }
+
+    Found found[nameCount];
+};
+
+Headers::Headers( const Message &request )
+{
+    int64_t lines = sipsnMessageLinesLength( request.get() );
+    for( int64_t index = 0; index < lines; index++ )
+    {
+        int64_t length = 0;
+        const char *bytes = sipsnMessageLineNameBytesAt( request.get(), index, &length );
+        std::string_view name( bytes, static_cast<size_t>( length ) );
+        auto is = [name]( const Spelling &spelling )
+        {
+            bool compact = name.size() == 1 && spelling.compact;
+            return compact ? ( name[0] | 0x20 ) == spelling.compact : equalIgnoringCase( name, spelling.name );
+        };
+        auto known = std::find_if( std::begin( spellings ), std::end( spellings ), is );
+        if( known == std::end( spellings ) || found[known - spellings].count++ )
+            continue;
+        bytes = sipsnMessageLineBytesAt( request.get(), index, &length );
+        found[known - spellings].value = { bytes, static_cast<size_t>( length ) };
+    }
 }
 
 bool isCallId( std::string_view value )
@@ -55,51 +96,51 @@ bool isCseq( std::string_view value )
 
 struct Mandatory
 {
-    const char *name;
+    Name name;
     bool ( *good )( std::string_view value );
 };
 
-constexpr Mandatory mandatory[] = {
-    { "To", isAddress }, { "From", isAddress }, { "Call-ID", isCallId }, { "CSeq", isCseq } };
+constexpr Mandatory mandatory[] = { { To, isAddress }, { From, isAddress }, { CallId, isCallId }, { CSeq, isCseq } };
 
-std::string problemOfMandatory( const Message &request )
+std::string problemOfMandatory( const Message &, const Headers &headers )
 {
-    for( const Mandatory &header : mandatory )
+    for( const Mandatory &each : mandatory )
     {
-        Found found = find( request, header.name );
+        const Found &found = headers[each.name];
+        std::string name( spellings[each.name].name );
         if( found.count == 0 )
-            return std::string( "Missing " ) + header.name;
+            return "Missing " + name;
         if( found.count > 1 )
-            return std::string( "Repeated " ) + header.name;
-        if( !header.good( found.value ) )
-            return std::string( "Bad " ) + header.name;
+            return "Repeated " + name;
+        if( !each.good( found.value ) )
+            return "Bad " + name;
     }
     return {};
 }
 
-std::string problemOfMethod( const Message &request )
+std::string problemOfMethod( const Message &request, const Headers &headers )
 {
-    std::optional<Cseq> cseq = Cseq::parse( request.view( "CSeq" ) );
+    std::optional<Cseq> cseq = Cseq::parse( headers[CSeq].value );
     return cseq && cseq->method == request.method() ? "" : "CSeq of Another Method";
 }
 
-std::string problemOfVia( const Message &request )
+std::string problemOfVia( const Message &, const Headers &headers )
 {
-    if( !request.has( "Via" ) )
+    if( headers[TopVia].count == 0 )
         return "Missing Via";
-    std::vector<std::string_view> items = splitList( request.view( "Via" ) );
+    std::vector<std::string_view> items = splitList( headers[TopVia].value );
     return items.empty() || !Via::parse( items.front() ) ? "Bad Via" : "";
 }
 
-std::string problemOfMaxForwards( const Message &request )
+std::string problemOfMaxForwards( const Message &, const Headers &headers )
 {
-    Found found = find( request, "Max-Forwards" );
+    const Found &found = headers[MaxForwards];
     return found.count == 0 || ( found.count == 1 && numberOf( found.value, 255 ) ) ? "" : "Bad Max-Forwards";
 }
 
-std::string problemOfLength( const Message &request )
+std::string problemOfLength( const Message &request, const Headers &headers )
 {
-    Found found = find( request, "Content-Length" );
+    const Found &found = headers[ContentLength];
     auto body = pb::own( sipsnMessageBody( request.get() ) );
     auto length = static_cast<uint64_t>( body ? pbBufferLength( body ) : 0 );
     bool good = found.count == 0 || ( found.count == 1 && numberOf( found.value, length ) == length );
@@ -117,17 +158,6 @@ std::string onOneLine( std::string value )
     std::replace_if(
         value.begin(), value.end(), []( char ch ) { return ch == '\r' || ch == '\n' || !ch; }, ' ' );
     return value;
-}
-
-// Whether a To has a tag already. Most that have none do not even have the word.
-bool hasTag( std::string_view to )
-{
-    constexpr std::string_view word = "tag";
-    auto same = []( char a, char b ) { return ( a | 0x20 ) == b; };
-    if( std::search( to.begin(), to.end(), word.begin(), word.end(), same ) == to.end() )
-        return false;
-    std::optional<NameAddress> address = NameAddress::parse( to );
-    return address && address->parameters.has( "tag" );
 }
 
 // The To of a response: with a tag.
@@ -162,12 +192,24 @@ std::optional<Cseq> Cseq::parse( std::string_view value )
 
 std::string problemOf( const Message &request )
 {
+    Headers headers( request );
     for( auto check : { problemOfMandatory, problemOfMethod, problemOfVia, problemOfLength, problemOfMaxForwards } )
     {
-        if( std::string problem = check( request ); !problem.empty() )
+        if( std::string problem = check( request, headers ); !problem.empty() )
             return problem;
     }
     return {};
+}
+
+// Most that have none do not even have the word.
+bool hasTag( std::string_view to )
+{
+    constexpr std::string_view word = "tag";
+    auto same = []( char a, char b ) { return ( a | 0x20 ) == b; };
+    if( std::search( to.begin(), to.end(), word.begin(), word.end(), same ) == to.end() )
+        return false;
+    std::optional<NameAddress> address = NameAddress::parse( to );
+    return address && address->parameters.has( "tag" );
 }
 
 Message respond( const Message &request, int status, std::string_view reason, const std::vector<Header> &more )
@@ -190,15 +232,20 @@ Message respond( const Message &request, int status, std::string_view reason, co
 
 void addReceived( Message &request, const std::string &host, uint16_t port )
 {
-    std::vector<std::string> items = request.items( "Via" );
+    std::string line = request.header( "Via" );
+    std::vector<std::string_view> items = splitList( line );
     std::optional<Via> via = items.empty() ? std::nullopt : Via::parse( items.front() );
     if( !via )
         return;
+    bool claimed = via->parameters.has( "received" );
     bool wanted = via->parameters.has( "rport" );
     std::string_view address = withoutBrackets( host );
     // What the sender claims about this is not believed.
     via->parameters.remove( "received" );
-    if( wanted || !equalIgnoringCase( withoutBrackets( via->host ), address ) )
+    bool differs = !equalIgnoringCase( withoutBrackets( via->host ), address );
+    if( !wanted && !differs && !claimed )
+        return;
+    if( wanted || differs )
         via->parameters.set( "received", address );
     if( wanted )
         via->parameters.set( "rport", std::to_string( port ) );

@@ -5,6 +5,7 @@
 
 #include <fmt/format.h>
 #include <host/host_module.h>
+#include <nlohmann/json.hpp>
 #include <pb/pb_module.h>
 
 namespace tool

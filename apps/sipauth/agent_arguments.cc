@@ -3,6 +3,7 @@
 
 #include "options_file.h"
 
+#include <CLI/CLI.hpp>
 #include <fmt/format.h>
 #include <sipauth/sipauth_defaults.h>
 #include <sipauth/sipauth_digest_algorithm.h>

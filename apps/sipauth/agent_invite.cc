@@ -4,6 +4,7 @@
 #include "agent_exchange.h"
 #include "commands.h"
 
+#include <CLI/CLI.hpp>
 #include <fmt/format.h>
 
 #include <memory>

@@ -2,6 +2,7 @@
 #include "agent_ladder.h"
 
 #include <fmt/format.h>
+#include <nlohmann/json.hpp>
 
 #include <cctype>
 #include <iostream>
@@ -58,7 +59,7 @@ void Ladder::add( const char *direction, const std::string &peer, const sip::Mes
     Json json = { { "direction", direction }, { "time", elapsed.count() }, { "peer", peer }, { "line", line } };
     json.update( details( message ) );
     json["decision"] = decision;
-    messages_.push_back( json );
+    messages_->push_back( json );
     if( json_ )
         return;
     bool leaves = direction == std::string( "sent" );
@@ -72,6 +73,8 @@ void Ladder::add( const char *direction, const std::string &peer, const sip::Mes
             print( fmt::format( "   {}: {}\n", name, printable( message.header( name ) ) ) );
     std::cout.flush();
 }
+
+Ladder::Ladder( bool json ) : json_( json ), messages_( std::make_shared<Json>( Json::array() ) ) {}
 
 void Ladder::sent( const std::string &peer, const sip::Message &message, const std::string &decision )
 {

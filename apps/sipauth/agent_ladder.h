@@ -6,6 +6,7 @@
 #include "agent_words.h"
 
 #include <chrono>
+#include <memory>
 
 namespace tool
 {
@@ -13,7 +14,7 @@ namespace tool
 class Ladder
 {
 public:
-    explicit Ladder( bool json ) : json_( json ) {}
+    explicit Ladder( bool json );
 
     /// A message that leaves for PEER, or came from it ("udp 192.0.2.1:5060").
     void sent( const std::string &peer, const sip::Message &message, const std::string &decision );
@@ -21,7 +22,7 @@ public:
     /// Something that is no message.
     void note( const std::string &text );
     /// The messages so far.
-    const Json &messages() const { return messages_; }
+    const Json &messages() const { return *messages_; }
 
 private:
     using Clock = std::chrono::steady_clock;
@@ -30,7 +31,7 @@ private:
               const std::string &decision );
 
     bool json_;
-    Json messages_ = Json::array();
+    std::shared_ptr<Json> messages_;
     Clock::time_point begin_ = Clock::now();
 };
 

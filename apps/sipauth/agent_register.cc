@@ -3,6 +3,7 @@
 #include "agent_exchange.h"
 #include "commands.h"
 
+#include <CLI/CLI.hpp>
 #include <fmt/format.h>
 
 #include <algorithm>

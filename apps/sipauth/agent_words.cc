@@ -4,6 +4,7 @@
 #include <fmt/format.h>
 #include <fmt/ranges.h>
 #include <host/host_credential_guard.h>
+#include <nlohmann/json.hpp>
 
 #include <map>
 

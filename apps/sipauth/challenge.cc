@@ -6,7 +6,9 @@
 #include "sipauth/digest/sipauth_digest_algorithm_private.h"
 #include "sipauth/digest/sipauth_digest_state_challenges_private.h"
 
+#include <CLI/CLI.hpp>
 #include <fmt/format.h>
+#include <nlohmann/json.hpp>
 #include <sipauth/sipauth_defaults.h>
 #include <sipauth/sipauth_digest_state.h>
 #include <sipauth/sipauth_scheme.h>

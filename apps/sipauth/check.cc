@@ -5,6 +5,7 @@
 
 #include "sipauth/base/sipauth_authorization_private.h"
 
+#include <CLI/CLI.hpp>
 #include <fmt/format.h>
 #include <sipauth/sipauth_defaults.h>
 #include <sipauth/sipauth_scheme.h>

@@ -3,8 +3,10 @@
 #include "config_changes.h"
 #include "options_file.h"
 
+#include <CLI/CLI.hpp>
 #include <cs/cs_file.h>
 #include <cs_toml/cs_toml.h>
+#include <nlohmann/json.hpp>
 #include <sipauth/sipauth_stack.h>
 
 #include <memory>

@@ -2,6 +2,7 @@
 #include "config_changes.h"
 
 #include <fmt/format.h>
+#include <nlohmann/json.hpp>
 
 namespace tool
 {

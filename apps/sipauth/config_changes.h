@@ -4,6 +4,8 @@
 
 #include "tool.h"
 
+#include <nlohmann/json.hpp>
+
 namespace tool
 {
 

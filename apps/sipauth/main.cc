@@ -4,6 +4,7 @@
 
 #include "sipauthd/config_object.h"
 
+#include <CLI/CLI.hpp>
 #include <sipauth/sipauth_module.h>
 
 #include <pb/pb_module.h>

@@ -2,7 +2,9 @@
 #include "commands.h"
 #include "header_values.h"
 
+#include <CLI/CLI.hpp>
 #include <fmt/format.h>
+#include <nlohmann/json.hpp>
 
 #include <algorithm>
 #include <cstring>

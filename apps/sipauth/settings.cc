@@ -2,6 +2,8 @@
 #include "commands.h"
 #include "options_file.h"
 
+#include <CLI/CLI.hpp>
+#include <nlohmann/json.hpp>
 #include <sipauth/sipauth_defaults.h>
 
 #include <memory>

@@ -2,6 +2,7 @@
 #include "toml_store.h"
 
 #include <cs_toml/cs_toml.h>
+#include <nlohmann/json.hpp>
 
 namespace tool
 {

@@ -1,7 +1,9 @@
 // What the commands of the tool share.
 #include "tool.h"
 
+#include <CLI/CLI.hpp>
 #include <fmt/format.h>
+#include <nlohmann/json.hpp>
 #include <termios.h>
 #include <unistd.h>
 

@@ -2,14 +2,19 @@
 #ifndef SIPAUTH_TOOL_H
 #define SIPAUTH_TOOL_H
 
-#include <CLI/CLI.hpp>
-#include <nlohmann/json.hpp>
+#include <nlohmann/json_fwd.hpp>
 #include <pb/pb_std.hh>
 #include <sipsn/sipsn_message.h>
 
 #include <stdexcept>
 #include <string>
 #include <vector>
+
+// Not its header, nor the one of all of JSON: to compile either costs seconds in each file.
+namespace CLI
+{
+class App;
+}
 
 namespace tool
 {

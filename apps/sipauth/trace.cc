@@ -4,7 +4,9 @@
 
 #include "pb/pb_utf8.h"
 
+#include <CLI/CLI.hpp>
 #include <fmt/format.h>
+#include <nlohmann/json.hpp>
 #include <tr/tr_line.h>
 
 #include <algorithm>

@@ -5,6 +5,7 @@
 #include "trace_secrets.h"
 
 #include <fmt/format.h>
+#include <nlohmann/json.hpp>
 #include <rfc/rfc_base.h>
 #include <tr/tr_line.h>
 

@@ -2,6 +2,8 @@
 #include "commands.h"
 #include "user_directory.h"
 
+#include <CLI/CLI.hpp>
+#include <nlohmann/json.hpp>
 #include <usr/usr_administration.h>
 
 #include <fmt/format.h>

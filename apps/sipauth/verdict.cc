@@ -2,6 +2,7 @@
 #include "verdict.h"
 
 #include <fmt/format.h>
+#include <nlohmann/json.hpp>
 
 #include <algorithm>
 

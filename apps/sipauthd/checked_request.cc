@@ -27,7 +27,9 @@ bool CheckedRequest::begin( hostServer *server, hostPeer *peer, const std::strin
 void CheckedRequest::accepted()
 {
     isAccepted_ = true;
-    message_ = sip::Message( pb::own( hostServerTransactionRequest( host_ ) ) );
+    // What may be forwarded leaves without what it tells about us.
+    if( role_ == Role::Route )
+        message_ = sip::Message( pb::own( hostServerTransactionRequest( host_ ) ) );
     if( auto identity = pb::own( hostServerTransactionIdentity( host_ ) ) )
         identity_ = sip::textOf( identity );
 }

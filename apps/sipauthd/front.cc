@@ -208,6 +208,15 @@ bool Front::mustCheck( const Incoming &in, Role role ) const
     return true;
 }
 
+// What a request belongs to. One without credentials neither finds a session nor makes one.
+std::string Front::bindingOf( const Incoming &in, Role role ) const
+{
+    bool credentials = in.message.has( role == Role::Route ? "Proxy-Authorization" : "Authorization" );
+    if( credentials && role == Role::Register )
+        return parts_.registrar->bindingOf( in.message );
+    return credentials && parts_.router ? parts_.router->bindingOf( in.message ) : in.message.header( "Call-ID" );
+}
+
 void Front::dispatch( const Incoming &in, Role role )
 {
     if( !mustCheck( in, role ) )
@@ -219,11 +228,8 @@ void Front::dispatch( const Incoming &in, Role role )
         return serve( request, role );
     }
     auto request = std::make_shared<CheckedRequest>( keeper_, in.transaction, in.message, role, context_ );
-    bool registers = role == Role::Register;
-    std::string binding = registers       ? parts_.registrar->bindingOf( in.message )
-                          : parts_.router ? parts_.router->bindingOf( in.message )
-                                          : in.message.header( "Call-ID" );
-    request->begin( role == Role::Route ? proxy_ : registrar_, peerOf( in.transaction->peer() ), binding );
+    request->begin( role == Role::Route ? proxy_ : registrar_, peerOf( in.transaction->peer() ),
+                    bindingOf( in, role ) );
 }
 
 void Front::serve( const std::shared_ptr<OpenRequest> &request, Role role )

@@ -97,6 +97,7 @@ private:
     pb::Ref<hostServer> makeServer( bool proxy, hostProfiles *profiles );
     void unreadable( engine::ServerTransaction &transaction, const std::string &why );
     void refuse( const Incoming &in, const Verdict &verdict );
+    std::string bindingOf( const Incoming &in, Role role ) const;
     void dispatch( const Incoming &in, Role role );
     bool mustCheck( const Incoming &in, Role role ) const;
     void serve( const std::shared_ptr<OpenRequest> &request, Role role );

@@ -165,8 +165,7 @@ sip::Message refusal( const sip::Message &request, const Verdict &verdict, const
 void complete( sip::Message &response, const std::string &server )
 {
     std::string to = response.header( "To" );
-    std::optional<sip::NameAddress> address = sip::NameAddress::parse( to );
-    if( response.status() > 100 && address && !address->parameters.has( "tag" ) )
+    if( response.status() > 100 && !to.empty() && !sip::hasTag( to ) )
         response.set( "To", to + ";tag=" + steadyTag( response ) );
     if( !server.empty() && !response.has( "Server" ) )
         response.set( "Server", server );

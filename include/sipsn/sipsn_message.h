@@ -82,6 +82,8 @@ PB_EXPORT int64_t sipsnMessageLineFindCstr( sipsnMessage *message, const char *n
 /// The value of the header line at INDEX as its bytes stand in the message, still folded, without white space around it
 /// and without NUL at the end; *LENGTH is set to their number. Valid as long as the message lives unchanged.
 PB_EXPORT const char *sipsnMessageLineBytesAt( sipsnMessage *message, int64_t index, int64_t *length );
+/// The same for the name of the header line, in the form and letter case in which it came.
+PB_EXPORT const char *sipsnMessageLineNameBytesAt( sipsnMessage *message, int64_t index, int64_t *length );
 /// The header of a name with all its lines in order; null when the message has none. NAME is its long form in any
 /// letter case; lines under the compact form count.
 PB_EXPORT sipsnMessageHeader *sipsnMessageHeaderByName( sipsnMessage *message, pbString *name );

@@ -3,6 +3,7 @@
 
 #include "host/host_auth_algorithm_private.h"
 #include "host/host_bridge_lines_private.h"
+#include "host/host_bridge_server_private.h"
 #include "host/host_credentials_private.h"
 #include "pb/pb_assert.h"
 
@@ -270,15 +271,16 @@ void spellForNetwork( AuthItem &item, int64_t algorithm )
 
 } // namespace
 
-void hostBridgeResponseOut( sipsnMessage **response, pbBool proxy, int64_t profile, pbBool stale )
+std::vector<pb::Ref<pbString>> host::shapeChallenges( sipsnMessage **response, pbBool proxy, int64_t profile,
+                                                      pbBool stale )
 {
-    PB_ASSERT( response );
-    PB_ASSERT( *response );
-    PB_ASSERT( HOST_PROFILE_OK( profile ) );
     AuthLines lines( *response, challengesHeader( proxy ) );
     std::vector<const AuthItem *> left;
+    std::vector<pb::Ref<pbString>> nonces;
     for( const Offer &offer : shape( offersOf( lines ), profile ) )
     {
+        if( isDigest( offer ) && offer.item->has( AuthName::nonce ) )
+            nonces.push_back( offer.item->text( AuthName::nonce ) );
         spellForNetwork( *offer.item, offer.algorithm );
         if( profile != HOST_PROFILE_STRICT && offer.auth )
             offer.item->set( AuthName::qop, "auth", true );
@@ -287,6 +289,15 @@ void hostBridgeResponseOut( sipsnMessage **response, pbBool proxy, int64_t profi
         left.push_back( offer.item );
     }
     lines.store( response, left );
+    return nonces;
+}
+
+void hostBridgeResponseOut( sipsnMessage **response, pbBool proxy, int64_t profile, pbBool stale )
+{
+    PB_ASSERT( response );
+    PB_ASSERT( *response );
+    PB_ASSERT( HOST_PROFILE_OK( profile ) );
+    shapeChallenges( response, proxy, profile, stale );
 }
 
 void hostBridgeIssue( sipsnMessage *response, pbBool proxy, hostLedger *ledger, hostPeer *peer )

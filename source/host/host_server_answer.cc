@@ -1,5 +1,6 @@
 // The answers that a server gives by itself: challenges in a shape that the client can read and that may be sent,
 // refusals, or silence.
+#include "host/host_bridge_server_private.h"
 #include "host/host_private.h"
 #include "host/host_server_private.h"
 
@@ -83,8 +84,10 @@ constexpr int64_t profilesBySize[] = { HOST_PROFILE_STRICT, HOST_PROFILE_DEFAULT
 static_assert( std::size( profilesBySize ) == HOST_PROFILE_COUNT );
 
 // The challenge in the peer's profile or, when it is too big, in the next smaller one that fits; null when none does.
-pb::Ref<sipsnMessage> shapedChallenge( hostServerTransaction *transaction, sipsnMessage *response )
+// The nonces of the one that goes out are issued.
+pb::Ref<sipsnMessage> issuedChallenge( hostServerTransaction *transaction, sipsnMessage *response )
 {
+    hostServer *server = transaction->server;
     bool reached = false;
     int64_t wanted = profileOf( transaction );
     for( int64_t profile : profilesBySize )
@@ -93,9 +96,12 @@ pb::Ref<sipsnMessage> shapedChallenge( hostServerTransaction *transaction, sipsn
         if( !reached )
             continue;
         auto shaped = pb::share( response );
-        hostBridgeResponseOut( shaped.inout(), transaction->server->proxy(), profile, transaction->stale );
-        if( fitsDatagram( transaction, shaped ) && maySend( transaction, shaped ) )
-            return shaped;
+        auto nonces = shapeChallenges( shaped.inout(), server->proxy(), profile, transaction->stale );
+        if( !fitsDatagram( transaction, shaped ) || !maySend( transaction, shaped ) )
+            continue;
+        for( const pb::Ref<pbString> &nonce : nonces )
+            hostLedgerIssue( server->ledger, nonce, transaction->peer );
+        return shaped;
     }
     return nullptr;
 }
@@ -104,15 +110,11 @@ pb::Ref<sipsnMessage> shapedChallenge( hostServerTransaction *transaction, sipsn
 
 void sendChallenge( hostServerTransaction *transaction, sipsnMessage *response )
 {
-    hostServer *server = transaction->server;
-    pb::Ref<sipsnMessage> shaped = shapedChallenge( transaction, response );
-    if( !shaped )
-    {
-        transaction->reason = HOST_REASON_AMPLIFICATION;
-        return dropNow( transaction );
-    }
-    hostBridgeIssue( shaped, server->proxy(), server->ledger, transaction->peer );
-    sendNow( transaction, shaped );
+    pb::Ref<sipsnMessage> challenge = issuedChallenge( transaction, response );
+    if( challenge )
+        return sendNow( transaction, challenge );
+    transaction->reason = HOST_REASON_AMPLIFICATION;
+    dropNow( transaction );
 }
 
 void sendRefusal( hostServerTransaction *transaction, sipsnMessage *response )

@@ -212,6 +212,16 @@ const char *sipsnMessageLineBytesAt( sipsnMessage *message, int64_t index, int64
     return value.data();
 }
 
+const char *sipsnMessageLineNameBytesAt( sipsnMessage *message, int64_t index, int64_t *length )
+{
+    PB_ASSERT( message );
+    PB_ASSERT( index >= 0 && index < message->linesLength );
+    PB_ASSERT( length );
+    std::string_view name = message->view( message->lines()[index].name );
+    *length = static_cast<int64_t>( name.size() );
+    return name.data();
+}
+
 sipsnMessageHeader *sipsnMessageHeaderByName( sipsnMessage *message, pbString *name )
 {
     PB_ASSERT( message );

@@ -24,6 +24,8 @@ constexpr std::array texts = {
     "UPDATE users SET key = ?2, password = ?3 WHERE id = ?1",
     "UPDATE users SET enabled = ?2 WHERE id = ?1",
     "DELETE FROM users WHERE id = ?1",
+    "BEGIN",
+    "COMMIT",
 };
 static_assert( texts.size() == static_cast<size_t>( Query::count ) );
 

@@ -34,6 +34,8 @@ enum class Query
     updatePassword,
     updateEnabled,
     remove,
+    begin, ///< a transaction that reads
+    commit,
     count
 };
 

@@ -45,15 +45,21 @@ private:
     {
         usr_seal::Request request;
         usr_seal::Question question;
+        std::vector<usr_seal::Row> rows; ///< what was found
+        std::string failure;             ///< why nothing could be; empty without a failure
     };
 
     void run();
-    void look( Connection &connection, const Job &job );
+    std::vector<Job> take();
+    void look( Connection &connection, std::vector<Job> &round );
+    void look( Connection &connection, Job &job );
+    void answer( const Job &job );
 
     Shared &shared_;
     std::mutex mutex_;
     std::condition_variable changed_;
     std::deque<Job> jobs_;
+    int64_t resting_ = 0; ///< threads between two rounds
     std::vector<std::thread> threads_;
 };
 
