@@ -27,9 +27,11 @@ bool CheckedRequest::begin( hostServer *server, hostPeer *peer, const std::strin
 void CheckedRequest::accepted()
 {
     isAccepted_ = true;
-    // What may be forwarded leaves without what it tells about us.
+    // No service sees what was for us. What may be forwarded can have credentials for others as well.
     if( role_ == Role::Route )
         message_ = sip::Message( pb::own( hostServerTransactionRequest( host_ ) ) );
+    else
+        message_.remove( "Authorization" );
     if( auto identity = pb::own( hostServerTransactionIdentity( host_ ) ) )
         identity_ = sip::textOf( identity );
 }

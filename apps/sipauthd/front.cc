@@ -145,7 +145,8 @@ void Front::onRequest( std::shared_ptr<engine::ServerTransaction> transaction )
     if( std::string problem = sip::problemOf( in.message ); !problem.empty() )
         return refuse( in, badRequest( problem ) );
     sip::addReceived( in.message, peer.remote.host(), peer.remote.port );
-    if( draining_ )
+    // What belongs to a dialog is no new work: calls must still be able to end.
+    if( draining_ && !sip::hasTag( in.message.view( "To" ) ) )
         return refuse( in, goingDown() );
     Verdict verdict = screen( in.message, peer, identity_ );
     if( verdict.status )

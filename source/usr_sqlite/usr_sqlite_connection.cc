@@ -108,9 +108,24 @@ int Connection::setUp()
     sqlite3_busy_handler( database_, waitForLock, &patience_ );
     sqlite3_db_config( database_, SQLITE_DBCONFIG_DEFENSIVE, 1, nullptr );
     sqlite3_db_config( database_, SQLITE_DBCONFIG_TRUSTED_SCHEMA, 0, nullptr );
+    if( role_ == Role::reader )
+        return execute( "PRAGMA query_only = 1" );
+    int code = useLog();
     // A change counts as made when it is on stable storage, not when it is in the system's cache.
-    return execute( role_ == Role::writer ? "PRAGMA journal_mode = WAL; PRAGMA synchronous = FULL"
-                                          : "PRAGMA query_only = 1" );
+    return code == SQLITE_OK ? execute( "PRAGMA synchronous = FULL" ) : code;
+}
+
+// Where several make a database at the same time, SQLite does not wait here: two of them could wait for each other.
+int Connection::useLog()
+{
+    auto end = std::chrono::steady_clock::now() + patience_.limit;
+    int code = execute( "PRAGMA journal_mode = WAL" );
+    while( ( code & 0xFF ) == SQLITE_BUSY && std::chrono::steady_clock::now() < end )
+    {
+        sqlite3_sleep( longestNap );
+        code = execute( "PRAGMA journal_mode = WAL" );
+    }
+    return code;
 }
 
 int Connection::execute( const char *text )

@@ -87,6 +87,7 @@ public:
 private:
     bool open( std::string &reason );
     int setUp();
+    int useLog();
 
     const Settings &settings_;
     Role role_;

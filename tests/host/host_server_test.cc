@@ -629,6 +629,47 @@ TEST_F( Serving, ReportsOneEventForEachRequest )
     EXPECT_NE( eventLines[1].find( "\"callId\":\"serving@192.0.2.1\"" ), std::string::npos );
 }
 
+// The credentials are always those for "sip:example.org" (RFC 7616 section 3.4.6).
+TEST_F( Serving, ComparesTheUriOfCredentialsWithTheRequestAsConfigured )
+{
+    struct Case
+    {
+        const char *uri;
+        const char *outcomes[3]; ///< for each value of the setting
+    };
+    const Case cases[] = {
+        { "sip:example.org", { "accepted", "accepted", "accepted" } },
+        { "sip:EXAMPLE.org", { "accepted", "accepted", "400" } },
+        { "sip:alice@example.org", { "accepted", "accepted", "400" } },
+        { "sip:a;x@y@example.org", { "accepted", "400", "400" } },
+        { "sips:example.org:5080;transport=tls?a=b@c", { "accepted", "accepted", "400" } },
+        { "sip:other.org", { "accepted", "400", "400" } },
+        { "sip:example.org.other.org", { "accepted", "400", "400" } },
+        { "sip:example.org@other.org", { "accepted", "400", "400" } },
+        { "sip:[2001:db8::1]:5060", { "accepted", "400", "400" } },
+        { "tel:example.org", { "accepted", "accepted", "400" } },
+    };
+    serve();
+    for( const Case &each : cases )
+    {
+        for( int64_t policy : { 0, 1, 2 } )
+        {
+            SCOPED_TRACE( std::string( each.uri ) + ", " + std::to_string( policy ) );
+            setting( HOST_SETTING_CHECK_URI, policy );
+            Phone alice = phone();
+            alice.send( "REGISTER" ).clear();
+            std::string wire =
+                replaced( alice.sign( "REGISTER" ), " sip:example.org SIP", std::string( " " ) + each.uri + " SIP" );
+            receive( wire, udpPeer() ).clear();
+            EXPECT_EQ( outcome(), each.outcomes[policy] );
+            if( outcome() == "400" )
+            {
+                EXPECT_NE( lastEvent().find( "\"reason\":\"uri\"" ), std::string::npos ) << lastEvent();
+            }
+        }
+    }
+}
+
 TEST_F( Serving, TakesOtherSettingsWhileItServes )
 {
     serve();

@@ -108,7 +108,9 @@ protected:
         run();
         own( sipauthClientCotransResponseRead( cotrans ) ).clear();
         challenge = own( sipauthClientCotransFinalChallenge( cotrans ) );
-        return own( sipsnMessageHeaderCstr( message, "Authorization", -1 ) ) ? "signed" : "unsigned";
+        auto line = own( sipsnMessageHeaderCstr( message, "Authorization", -1 ) );
+        plainCredentials = line ? support::textOf( sipsnMessageHeaderLastLine( line ) ) : "";
+        return line ? "signed" : "unsigned";
     }
 
     /// A client of the host library sends a request, or sends it again when the last one may be answered, and gets a
@@ -143,6 +145,7 @@ protected:
     pb::Ref<pbScheduler> simulation;
     pb::Ref<sipauthStack> stack;
     pb::Ref<sipauthSession> plain;
+    std::string plainCredentials; ///< of the last request of the plain client
     pb::Ref<hostSettings> settings;
     pb::Ref<hostClient> client;
     pb::Ref<hostClientSession> session;
@@ -223,6 +226,24 @@ TEST_F( ClientTrap, StaleChallengesAreEndless )
         answered++;
     EXPECT_LE( answered, hostSettingDefault( HOST_SETTING_CLIENT_CHALLENGES ) );
     EXPECT_EQ( answer, HOST_ANSWER_CHALLENGES );
+}
+
+// A client repeats some of a challenge's values.
+TEST_F( ClientTrap, ControlCharactersComeBackOutInOurHeaders )
+{
+    for( const char *control : { "\x01", "\x0B", "\x7F" } )
+    {
+        std::string odd = std::string( good ) + ", opaque=\"a\\" + control + "b\"";
+        pb::Ref<sipauthChallenge> challenge;
+        EXPECT_EQ( plainSends( challenge, challengedBy( { odd } ) ), "unsigned" );
+        ASSERT_TRUE( challenge ) << odd;
+        EXPECT_EQ( plainSends( challenge, nullptr ), "signed" );
+        EXPECT_NE( plainCredentials.find( control ), std::string::npos ) << plainCredentials;
+        challenge.clear();
+
+        EXPECT_EQ( sends( challengedBy( { odd } ) ), "no-challenge" );
+        EXPECT_EQ( hostClientTransactionDropped( transaction ), 1 );
+    }
 }
 
 TEST_F( ClientTrap, AChallengeOffersThousandsOfQualitiesOfProtection )

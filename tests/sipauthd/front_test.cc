@@ -254,6 +254,21 @@ TEST_F( FrontTest, ServesWhatNeedsNoCheckAtOnce )
     EXPECT_EQ( front_->open(), 0U );
 }
 
+TEST_F( FrontTest, ServesOnlyDialogsWhenItIsGoingDown )
+{
+    routing_.check = false;
+    front_->drain();
+    Transaction transaction = receive( text( "INVITE", "sip:bob@example.com" ) );
+    EXPECT_EQ( transaction->status(), 503 );
+    EXPECT_EQ( transaction->last().header( "Retry-After" ), "5" );
+    std::string bye = text( "BYE", "sip:bob@example.com" );
+    bye.insert( bye.find( "\r\nCall-ID" ), ";tag=t1" );
+    transaction = receive( bye );
+    ASSERT_EQ( routing_.served.size(), 1U );
+    answer( routing_.served[0], 200 );
+    EXPECT_EQ( transaction->status(), 200 );
+}
+
 TEST_F( FrontTest, DropsASecondFinalResponseAndCountsIt )
 {
     routing_.check = false;
