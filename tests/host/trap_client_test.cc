@@ -235,7 +235,7 @@ TEST_F( ClientTrap, ControlCharactersComeBackOutInOurHeaders )
     {
         std::string odd = std::string( good ) + ", opaque=\"a\\" + control + "b\"";
         pb::Ref<sipauthChallenge> challenge;
-        EXPECT_EQ( plainSends( challenge, challengedBy( { odd } ) ), "unsigned" );
+        plainSends( challenge, challengedBy( { odd } ) );
         ASSERT_TRUE( challenge ) << odd;
         EXPECT_EQ( plainSends( challenge, nullptr ), "signed" );
         EXPECT_NE( plainCredentials.find( control ), std::string::npos ) << plainCredentials;
