@@ -3,7 +3,6 @@
 
 #include "options_file.h"
 
-#include <CLI/CLI.hpp>
 #include <fmt/format.h>
 #include <sipauth/sipauth_defaults.h>
 #include <sipauth/sipauth_digest_algorithm.h>
@@ -16,30 +15,26 @@
 namespace tool
 {
 
-void AgentArguments::addTo( CLI::App &command )
+void AgentArguments::addTo( Command command )
 {
-    command.add_option( "URI", uri, "Whom it is about, \"sip:alice@example.org\"" )->required();
-    command.add_option( "--user", user, "Who sends: the user part of the address; without it, that of --from" );
-    command.add_option( "--from", from, "The address that it is sent from; without it, --user at the URI's host" );
-    command.add_option( "--auth-user", authenticationUser,
-                        "The user name in credentials; without it, that of the user" );
-    command.add_option( "--realm", realm,
-                        "Answer challenges of this realm only; without it, that of the first success" );
-    command.add_option( "--proxy", proxy, "Send to this URI first, \"sip:192.0.2.1;transport=tcp\"" );
-    command.add_option( "--transport", transport, "udp, tcp or tls, where a URI names none" );
-    command.add_option( "--local", local, "The address to send from, \"192.0.2.7\" or \"192.0.2.7:5070\"" );
-    command.add_option( "--contact", contact, "The Contact, in place of the address that is sent from" );
-    command.add_option( "--options", options,
-                        "A TOML file of options; without one, those of SIPAUTH_DEFAULTS_COMPATIBLE" );
-    command
-        .add_flag( "--strongest", strongest, "Every algorithm, qop auth-int and auth: the strongest that is offered" )
-        ->excludes( "--options" );
-    command.add_flag( "--allow-basic", allowBasic, "Answer Basic, over verified TLS" );
-    command.add_flag( "--allow-downgrade", allowDowngrade, "Answer with less than what the realm offered before" );
-    auto *ca = command.add_option( "--ca", authorities, "TLS: a PEM file or directory of authorities to trust" );
-    command.add_flag( "--insecure", insecure, "TLS: do not verify the server" )->excludes( ca );
-    command.add_option( "--timeout", timeout, "Seconds until a request that nobody answers has failed" )
-        ->check( CLI::Range( int64_t{ 1 }, int64_t{ 3600 } ) );
+    command.option( "URI", uri, "Whom it is about, \"sip:alice@example.org\"" ).required();
+    command.option( "--user", user, "Who sends: the user part of the address; without it, that of --from" );
+    command.option( "--from", from, "The address that it is sent from; without it, --user at the URI's host" );
+    command.option( "--auth-user", authenticationUser, "The user name in credentials; without it, that of the user" );
+    command.option( "--realm", realm, "Answer challenges of this realm only; without it, that of the first success" );
+    command.option( "--proxy", proxy, "Send to this URI first, \"sip:192.0.2.1;transport=tcp\"" );
+    command.option( "--transport", transport, "udp, tcp or tls, where a URI names none" );
+    command.option( "--local", local, "The address to send from, \"192.0.2.7\" or \"192.0.2.7:5070\"" );
+    command.option( "--contact", contact, "The Contact, in place of the address that is sent from" );
+    Argument file = command.option( "--options", options,
+                                    "A TOML file of options; without one, those of SIPAUTH_DEFAULTS_COMPATIBLE" );
+    command.flag( "--strongest", strongest, "Every algorithm, qop auth-int and auth: the strongest that is offered" )
+        .excludes( file );
+    command.flag( "--allow-basic", allowBasic, "Answer Basic, over verified TLS" );
+    command.flag( "--allow-downgrade", allowDowngrade, "Answer with less than what the realm offered before" );
+    Argument ca = command.option( "--ca", authorities, "TLS: a PEM file or directory of authorities to trust" );
+    command.flag( "--insecure", insecure, "TLS: do not verify the server" ).excludes( ca );
+    command.option( "--timeout", timeout, "Seconds until a request that nobody answers has failed" ).within( 1, 3600 );
     password.addTo( command );
     addJson( command, json );
 }

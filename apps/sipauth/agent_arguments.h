@@ -36,7 +36,7 @@ struct AgentArguments
     bool json = false;
     int64_t timeout = 32; ///< seconds; 64*T1 (RFC 3261 section 17.1.1.2)
 
-    void addTo( CLI::App &command );
+    void addTo( Command command );
 
     /// The URI that the command is about, and where its requests go first. Mistakes are UsageErrors.
     sip::Uri target() const;

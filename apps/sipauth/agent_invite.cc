@@ -4,7 +4,6 @@
 #include "agent_exchange.h"
 #include "commands.h"
 
-#include <CLI/CLI.hpp>
 #include <fmt/format.h>
 
 #include <memory>
@@ -157,16 +156,15 @@ Exit run( const Arguments &arguments )
 
 } // namespace
 
-void addInvite( CLI::App &app, Exit &result )
+void addInvite( Command app, Exit &result )
 {
     auto arguments = std::make_shared<Arguments>();
-    CLI::App *command = app.add_subcommand( "invite", "Call, hold and end the call, and show what happens" );
-    arguments->agent.addTo( *command );
-    command->add_option( "--hold", arguments->hold, "Seconds until the call is ended" )
-        ->check( CLI::Range( int64_t{ 0 }, int64_t{ 86400 } ) );
-    command->add_option( "--cancel-after", arguments->cancelAfter, "Cancel the call after so many milliseconds" )
-        ->check( CLI::Range( int64_t{ 0 }, int64_t{ 86400000 } ) );
-    command->callback( [arguments, &result] { result = run( *arguments ); } );
+    Command command = app.add( "invite", "Call, hold and end the call, and show what happens" );
+    arguments->agent.addTo( command );
+    command.option( "--hold", arguments->hold, "Seconds until the call is ended" ).within( 0, 86400 );
+    command.option( "--cancel-after", arguments->cancelAfter, "Cancel the call after so many milliseconds" )
+        .within( 0, 86400000 );
+    command.onCall( [arguments, &result] { result = run( *arguments ); } );
 }
 
 } // namespace tool

@@ -3,7 +3,6 @@
 #include "agent_exchange.h"
 #include "commands.h"
 
-#include <CLI/CLI.hpp>
 #include <fmt/format.h>
 
 #include <algorithm>
@@ -133,20 +132,19 @@ Exit run( const Arguments &arguments )
 
 } // namespace
 
-void addRegister( CLI::App &app, Exit &result )
+void addRegister( Command app, Exit &result )
 {
     auto arguments = std::make_shared<Arguments>();
-    CLI::App *command = app.add_subcommand( "register", "Register at a SIP server, and show what happens" );
-    arguments->agent.addTo( *command );
-    command->add_option( "--expires", arguments->expires, "Seconds; 0 takes a registration back" )
-        ->check( CLI::Range( int64_t{ 0 }, int64_t{ 0xFFFFFFFF } ) );
-    command->add_option( "--repeat", arguments->repeat, "Register so many times more, in the same session" )
-        ->check( CLI::Range( int64_t{ 0 }, int64_t{ 10000 } ) );
-    command->add_option( "--listen", arguments->listen, "Stay registered for so many seconds, and answer requests" )
-        ->check( CLI::Range( int64_t{ 0 }, int64_t{ 86400 } ) );
-    command->add_flag( "--busy", arguments->busy, "Answer calls with 486" );
-    command->add_flag( "--unregister", arguments->unregister, "Take the registration back at the end" );
-    command->callback(
+    Command command = app.add( "register", "Register at a SIP server, and show what happens" );
+    arguments->agent.addTo( command );
+    command.option( "--expires", arguments->expires, "Seconds; 0 takes a registration back" ).within( 0, 0xFFFFFFFF );
+    command.option( "--repeat", arguments->repeat, "Register so many times more, in the same session" )
+        .within( 0, 10000 );
+    command.option( "--listen", arguments->listen, "Stay registered for so many seconds, and answer requests" )
+        .within( 0, 86400 );
+    command.flag( "--busy", arguments->busy, "Answer calls with 486" );
+    command.flag( "--unregister", arguments->unregister, "Take the registration back at the end" );
+    command.onCall(
         [arguments, &result]
         {
             // Whoever is registered is who asks for it, unless somebody else was named.

@@ -2,7 +2,6 @@
 #include "agent_exchange.h"
 #include "commands.h"
 
-#include <CLI/CLI.hpp>
 #include <fmt/format.h>
 
 #include <memory>
@@ -66,30 +65,29 @@ Exit run( const Arguments &arguments )
                      } );
 }
 
-CLI::App *add( CLI::App &app, const char *name, const char *method, const char *description, Exit &result,
-               std::shared_ptr<Arguments> arguments )
+Command add( Command app, const char *name, const char *method, const char *description, Exit &result,
+             std::shared_ptr<Arguments> arguments )
 {
-    CLI::App *command = app.add_subcommand( name, description );
+    Command command = app.add( name, description );
     arguments->method = method;
-    arguments->agent.addTo( *command );
-    command->add_option( "--repeat", arguments->repeat, "Send so many more, in the same session" )
-        ->check( CLI::Range( int64_t{ 0 }, int64_t{ 10000 } ) );
-    command->callback( [arguments, &result] { result = run( *arguments ); } );
+    arguments->agent.addTo( command );
+    command.option( "--repeat", arguments->repeat, "Send so many more, in the same session" ).within( 0, 10000 );
+    command.onCall( [arguments, &result] { result = run( *arguments ); } );
     return command;
 }
 
 } // namespace
 
-void addOptions( CLI::App &app, Exit &result )
+void addOptions( Command app, Exit &result )
 {
     add( app, "options", "OPTIONS", "Send an OPTIONS, and show what happens", result, std::make_shared<Arguments>() );
 }
 
-void addMessage( CLI::App &app, Exit &result )
+void addMessage( Command app, Exit &result )
 {
     auto arguments = std::make_shared<Arguments>();
     add( app, "message", "MESSAGE", "Send a text message, and show what happens", result, arguments )
-        ->add_option( "--text", arguments->text, "The text" );
+        .option( "--text", arguments->text, "The text" );
 }
 
 } // namespace tool

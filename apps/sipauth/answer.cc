@@ -9,7 +9,6 @@
 #include "sipauth/digest/sipauth_digest_algorithm_private.h"
 #include "sipauth/digest/sipauth_digest_qop_private.h"
 
-#include <CLI/CLI.hpp>
 #include <fmt/format.h>
 #include <nlohmann/json.hpp>
 #include <sipauth/sipauth_credentials.h>
@@ -236,18 +235,18 @@ Exit answer( const Arguments &arguments )
 
 } // namespace
 
-void addAnswer( CLI::App &app, Exit &result )
+void addAnswer( Command app, Exit &result )
 {
     auto arguments = std::make_shared<Arguments>();
-    CLI::App *command = app.add_subcommand( "answer", "Answer a 401 or 407: print the request with its credentials" );
-    command->add_option( "--request", arguments->request, "The request that was challenged" )->required();
-    command->add_option( "--response", arguments->response, "The 401 or 407" )->required();
-    command->add_option( "--user", arguments->user, "The user name" )->required();
-    command->add_option( "--options", arguments->options,
-                         "A TOML file of options; without one, those of SIPAUTH_DEFAULTS_COMPATIBLE" );
-    arguments->password.addTo( *command );
-    addJson( *command, arguments->json );
-    command->callback( [arguments, &result] { result = answer( *arguments ); } );
+    Command command = app.add( "answer", "Answer a 401 or 407: print the request with its credentials" );
+    command.option( "--request", arguments->request, "The request that was challenged" ).required();
+    command.option( "--response", arguments->response, "The 401 or 407" ).required();
+    command.option( "--user", arguments->user, "The user name" ).required();
+    command.option( "--options", arguments->options,
+                    "A TOML file of options; without one, those of SIPAUTH_DEFAULTS_COMPATIBLE" );
+    arguments->password.addTo( command );
+    addJson( command, arguments->json );
+    command.onCall( [arguments, &result] { result = answer( *arguments ); } );
 }
 
 } // namespace tool

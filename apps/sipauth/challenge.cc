@@ -6,7 +6,6 @@
 #include "sipauth/digest/sipauth_digest_algorithm_private.h"
 #include "sipauth/digest/sipauth_digest_state_challenges_private.h"
 
-#include <CLI/CLI.hpp>
 #include <fmt/format.h>
 #include <nlohmann/json.hpp>
 #include <sipauth/sipauth_defaults.h>
@@ -135,15 +134,14 @@ Exit showChallenge( const Arguments &arguments )
 
 } // namespace
 
-void addChallenge( CLI::App &app, Exit &result )
+void addChallenge( Command app, Exit &result )
 {
     auto arguments = std::make_shared<Arguments>();
-    CLI::App *command = app.add_subcommand( "challenge", "Print the challenge headers that options give" );
-    command->add_option( "--options", arguments->options, "A TOML file of options, \"-\" for standard input" )
-        ->required();
-    command->add_flag( "--proxy", arguments->proxy, "As a proxy: Proxy-Authenticate" );
-    addJson( *command, arguments->json );
-    command->callback( [arguments, &result] { result = showChallenge( *arguments ); } );
+    Command command = app.add( "challenge", "Print the challenge headers that options give" );
+    command.option( "--options", arguments->options, "A TOML file of options, \"-\" for standard input" ).required();
+    command.flag( "--proxy", arguments->proxy, "As a proxy: Proxy-Authenticate" );
+    addJson( command, arguments->json );
+    command.onCall( [arguments, &result] { result = showChallenge( *arguments ); } );
 }
 
 } // namespace tool

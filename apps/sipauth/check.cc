@@ -5,7 +5,6 @@
 
 #include "sipauth/base/sipauth_authorization_private.h"
 
-#include <CLI/CLI.hpp>
 #include <fmt/format.h>
 #include <sipauth/sipauth_defaults.h>
 #include <sipauth/sipauth_scheme.h>
@@ -154,27 +153,25 @@ Exit check( const Arguments &arguments )
 
 } // namespace
 
-void addCheck( CLI::App &app, Exit &result )
+void addCheck( Command app, Exit &result )
 {
     auto arguments = std::make_shared<Arguments>();
-    CLI::App *command =
-        app.add_subcommand( "check", "Check the credentials of a request as a server does, and explain a failure" );
-    command->add_option( "--request", arguments->request, "The request with its credentials" )->required();
-    command->add_option(
-        "--challenge", arguments->challenge,
-        "The 401 or 407 that it answers; without one, the credentials are checked against themselves" );
-    command->add_option( "--user", arguments->user, "The user name; without one, that of the credentials" );
-    command->add_option( "--options", arguments->options,
-                         "A TOML file of options; without one, those of SIPAUTH_DEFAULTS_COMPATIBLE" );
+    Command command = app.add( "check", "Check the credentials of a request as a server does, and explain a failure" );
+    command.option( "--request", arguments->request, "The request with its credentials" ).required();
+    command.option( "--challenge", arguments->challenge,
+                    "The 401 or 407 that it answers; without one, the credentials are checked against themselves" );
+    command.option( "--user", arguments->user, "The user name; without one, that of the credentials" );
+    command.option( "--options", arguments->options,
+                    "A TOML file of options; without one, those of SIPAUTH_DEFAULTS_COMPATIBLE" );
     command
-        ->add_option( "--nonce-count", arguments->nonceCount,
-                      "The nonce count that the server expects; without one 1, the first answer to the challenge" )
-        ->check( CLI::Range( int64_t{ 0 }, int64_t{ 0xFFFFFFFF } ) );
-    arguments->password.addTo( *command );
-    command->add_flag( "--secrets", arguments->secrets,
-                       "Show the intermediate hashes, which serve as well as the password" );
-    addJson( *command, arguments->json );
-    command->callback( [arguments, &result] { result = check( *arguments ); } );
+        .option( "--nonce-count", arguments->nonceCount,
+                 "The nonce count that the server expects; without one 1, the first answer to the challenge" )
+        .within( 0, 0xFFFFFFFF );
+    arguments->password.addTo( command );
+    command.flag( "--secrets", arguments->secrets,
+                  "Show the intermediate hashes, which serve as well as the password" );
+    addJson( command, arguments->json );
+    command.onCall( [arguments, &result] { result = check( *arguments ); } );
 }
 
 } // namespace tool

@@ -7,18 +7,18 @@
 namespace tool
 {
 
-void addParse( CLI::App &app, Exit &result );
-void addAnswer( CLI::App &app, Exit &result );
-void addCheck( CLI::App &app, Exit &result );
-void addChallenge( CLI::App &app, Exit &result );
-void addSettings( CLI::App &app, Exit &result );
-void addConfig( CLI::App &app, Exit &result );
-void addTrace( CLI::App &app, Exit &result );
-void addUser( CLI::App &app, Exit &result );
-void addRegister( CLI::App &app, Exit &result );
-void addOptions( CLI::App &app, Exit &result );
-void addMessage( CLI::App &app, Exit &result );
-void addInvite( CLI::App &app, Exit &result );
+void addParse( Command app, Exit &result );
+void addAnswer( Command app, Exit &result );
+void addCheck( Command app, Exit &result );
+void addChallenge( Command app, Exit &result );
+void addSettings( Command app, Exit &result );
+void addConfig( Command app, Exit &result );
+void addTrace( Command app, Exit &result );
+void addUser( Command app, Exit &result );
+void addRegister( Command app, Exit &result );
+void addOptions( Command app, Exit &result );
+void addMessage( Command app, Exit &result );
+void addInvite( Command app, Exit &result );
 
 } // namespace tool
 

@@ -3,7 +3,6 @@
 #include "config_changes.h"
 #include "options_file.h"
 
-#include <CLI/CLI.hpp>
 #include <cs/cs_file.h>
 #include <cs_toml/cs_toml.h>
 #include <nlohmann/json.hpp>
@@ -167,25 +166,25 @@ Exit migrate( const Arguments &arguments )
     return exitYes;
 }
 
-void addCommand( CLI::App &config, const char *name, const char *description, Exit ( *run )( const Arguments & ),
+void addCommand( Command config, const char *name, const char *description, Exit ( *run )( const Arguments & ),
                  Exit &result )
 {
     auto arguments = std::make_shared<Arguments>();
-    CLI::App *command = config.add_subcommand( name, description );
-    command->add_option( "FILE", arguments->file, "A TOML file" )->required();
-    addJson( *command, arguments->json );
-    command->callback( [arguments, run, &result] { result = run( *arguments ); } );
+    Command command = config.add( name, description );
+    command.option( "FILE", arguments->file, "A TOML file" ).required();
+    addJson( command, arguments->json );
+    command.onCall( [arguments, run, &result] { result = run( *arguments ); } );
 }
 
 } // namespace
 
-void addConfig( CLI::App &app, Exit &result )
+void addConfig( Command app, Exit &result )
 {
-    CLI::App *config = app.add_subcommand( "config", "Show what a configuration file means, and bring it up to date" );
-    config->require_subcommand( 1 );
-    addCommand( *config, "show", "Print every object with its whole configuration", show, result );
-    addCommand( *config, "normalize", "Print the file in its canonical form", normalize, result );
-    addCommand( *config, "migrate", "Bring a file of an earlier version up to date, once", migrate, result );
+    Command config = app.add( "config", "Show what a configuration file means, and bring it up to date" );
+    config.requireCommand();
+    addCommand( config, "show", "Print every object with its whole configuration", show, result );
+    addCommand( config, "normalize", "Print the file in its canonical form", normalize, result );
+    addCommand( config, "migrate", "Bring a file of an earlier version up to date, once", migrate, result );
 }
 
 } // namespace tool

@@ -21,18 +21,19 @@ static int run( int argc, char **argv )
     app.require_subcommand( 1 );
     app.set_version_flag( "--version", std::string( "sipauth " ) + pbModuleVersionText( sipauthModule() ) );
     tool::Exit result = tool::exitUsage;
-    tool::addParse( app, result );
-    tool::addAnswer( app, result );
-    tool::addCheck( app, result );
-    tool::addChallenge( app, result );
-    tool::addSettings( app, result );
-    tool::addConfig( app, result );
-    tool::addTrace( app, result );
-    tool::addUser( app, result );
-    tool::addRegister( app, result );
-    tool::addOptions( app, result );
-    tool::addMessage( app, result );
-    tool::addInvite( app, result );
+    tool::Command commands( app );
+    tool::addParse( commands, result );
+    tool::addAnswer( commands, result );
+    tool::addCheck( commands, result );
+    tool::addChallenge( commands, result );
+    tool::addSettings( commands, result );
+    tool::addConfig( commands, result );
+    tool::addTrace( commands, result );
+    tool::addUser( commands, result );
+    tool::addRegister( commands, result );
+    tool::addOptions( commands, result );
+    tool::addMessage( commands, result );
+    tool::addInvite( commands, result );
     try
     {
         app.parse( argc, argv );

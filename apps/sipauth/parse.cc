@@ -2,7 +2,6 @@
 #include "commands.h"
 #include "header_values.h"
 
-#include <CLI/CLI.hpp>
 #include <fmt/format.h>
 #include <nlohmann/json.hpp>
 
@@ -138,15 +137,14 @@ Exit parse( const Arguments &arguments )
 
 } // namespace
 
-void addParse( CLI::App &app, Exit &result )
+void addParse( Command app, Exit &result )
 {
     auto arguments = std::make_shared<Arguments>();
-    CLI::App *command =
-        app.add_subcommand( "parse", "Say what challenges and credentials hold, and where one is malformed" );
-    command->add_option( "FILE", arguments->file,
-                         "Header values, header lines or a whole message; \"-\" (the default) for standard input" );
-    addJson( *command, arguments->json );
-    command->callback( [arguments, &result] { result = parse( *arguments ); } );
+    Command command = app.add( "parse", "Say what challenges and credentials hold, and where one is malformed" );
+    command.option( "FILE", arguments->file,
+                    "Header values, header lines or a whole message; \"-\" (the default) for standard input" );
+    addJson( command, arguments->json );
+    command.onCall( [arguments, &result] { result = parse( *arguments ); } );
 }
 
 } // namespace tool

@@ -2,7 +2,6 @@
 #include "commands.h"
 #include "options_file.h"
 
-#include <CLI/CLI.hpp>
 #include <nlohmann/json.hpp>
 #include <sipauth/sipauth_defaults.h>
 
@@ -52,24 +51,23 @@ Exit show( const Arguments &arguments, bool full )
     return file.findings.empty() ? exitYes : exitNo;
 }
 
-void addShow( CLI::App &settings, const char *name, const char *description, bool full, Exit &result )
+void addShow( Command settings, const char *name, const char *description, bool full, Exit &result )
 {
     auto arguments = std::make_shared<Arguments>();
-    CLI::App *command = settings.add_subcommand( name, description );
-    command->add_option( "FILE", arguments->file, "A TOML file, \"-\" for standard input; without one, the defaults" );
-    addJson( *command, arguments->json );
-    command->callback( [arguments, full, &result] { result = show( *arguments, full ); } );
+    Command command = settings.add( name, description );
+    command.option( "FILE", arguments->file, "A TOML file, \"-\" for standard input; without one, the defaults" );
+    addJson( command, arguments->json );
+    command.onCall( [arguments, full, &result] { result = show( *arguments, full ); } );
 }
 
 } // namespace
 
-void addSettings( CLI::App &app, Exit &result )
+void addSettings( Command app, Exit &result )
 {
-    CLI::App *settings = app.add_subcommand( "settings", "Show the options of a file and what is wrong in it" );
-    settings->require_subcommand( 1 );
-    addShow( *settings, "show", "Print every option, with a word on whether it is explicit or a default", true,
-             result );
-    addShow( *settings, "normalize", "Print just what differs from the defaults", false, result );
+    Command settings = app.add( "settings", "Show the options of a file and what is wrong in it" );
+    settings.requireCommand();
+    addShow( settings, "show", "Print every option, with a word on whether it is explicit or a default", true, result );
+    addShow( settings, "normalize", "Print just what differs from the defaults", false, result );
 }
 
 } // namespace tool

@@ -1,7 +1,6 @@
 // What the commands of the tool share.
 #include "tool.h"
 
-#include <CLI/CLI.hpp>
 #include <fmt/format.h>
 #include <nlohmann/json.hpp>
 #include <termios.h>
@@ -90,12 +89,12 @@ pb::Ref<sipsnMessage> readMessage( const std::string &path )
     return message;
 }
 
-void PasswordSource::addTo( CLI::App &command )
+void PasswordSource::addTo( Command command )
 {
-    auto *environment =
-        command.add_option( "--password-env", environment_, "Take the password from this environment variable" );
-    command.add_option( "--password-file", file_, "Take the password from the first line of this file" )
-        ->excludes( environment );
+    Argument environment =
+        command.option( "--password-env", environment_, "Take the password from this environment variable" );
+    command.option( "--password-file", file_, "Take the password from the first line of this file" )
+        .excludes( environment );
 }
 
 namespace
@@ -183,9 +182,9 @@ pb::Ref<pbString> PasswordSource::readNew( const std::string &user ) const
     return pb::string( password );
 }
 
-void addJson( CLI::App &command, bool &json )
+void addJson( Command command, bool &json )
 {
-    command.add_flag( "--json", json, "Print the result as one JSON object" );
+    command.flag( "--json", json, "Print the result as one JSON object" );
 }
 
 void print( const std::string &text )

@@ -2,6 +2,8 @@
 #ifndef SIPAUTH_TOOL_H
 #define SIPAUTH_TOOL_H
 
+#include "command_line.h"
+
 #include <nlohmann/json_fwd.hpp>
 #include <pb/pb_std.hh>
 #include <sipsn/sipsn_message.h>
@@ -9,12 +11,6 @@
 #include <stdexcept>
 #include <string>
 #include <vector>
-
-// Not its header, nor the one of all of JSON: to compile either costs seconds in each file.
-namespace CLI
-{
-class App;
-}
 
 namespace tool
 {
@@ -65,7 +61,7 @@ std::string withLineEnds( const std::string &text );
 class PasswordSource
 {
 public:
-    void addTo( CLI::App &command );
+    void addTo( Command command );
     /// The password; asks for it as USER's when no source was given.
     pb::Ref<pbString> read( const std::string &user ) const;
     /// The same for a password that is to be set: a prompt asks for it twice.
@@ -80,7 +76,7 @@ private:
 };
 
 /// Adds the option --json, the same for every command.
-void addJson( CLI::App &command, bool &json );
+void addJson( Command command, bool &json );
 
 void print( const std::string &text );
 void printJson( const Json &json );

@@ -4,7 +4,6 @@
 
 #include "pb/pb_utf8.h"
 
-#include <CLI/CLI.hpp>
 #include <fmt/format.h>
 #include <nlohmann/json.hpp>
 #include <tr/tr_line.h>
@@ -252,14 +251,14 @@ Exit trace( const Arguments &arguments )
 
 } // namespace
 
-void addTrace( CLI::App &app, Exit &result )
+void addTrace( Command app, Exit &result )
 {
     auto arguments = std::make_shared<Arguments>();
-    CLI::App *command = app.add_subcommand( "trace", "Show a recorded trace as a tree of its streams" );
-    command->add_option( "FILE", arguments->file, "What a recorder wrote; \"-\" for standard input" )->required();
-    command->add_flag( "--secrets", arguments->secrets, "Show the secrets that the recorder did not mask" );
-    addJson( *command, arguments->json );
-    command->callback( [arguments, &result] { result = trace( *arguments ); } );
+    Command command = app.add( "trace", "Show a recorded trace as a tree of its streams" );
+    command.option( "FILE", arguments->file, "What a recorder wrote; \"-\" for standard input" ).required();
+    command.flag( "--secrets", arguments->secrets, "Show the secrets that the recorder did not mask" );
+    addJson( command, arguments->json );
+    command.onCall( [arguments, &result] { result = trace( *arguments ); } );
 }
 
 } // namespace tool

@@ -2,7 +2,6 @@
 #include "commands.h"
 #include "user_directory.h"
 
-#include <CLI/CLI.hpp>
 #include <nlohmann/json.hpp>
 #include <usr/usr_administration.h>
 
@@ -132,48 +131,48 @@ Exit list( const Arguments &arguments )
 }
 
 // A command with the options that all of them have.
-CLI::App *addCommand( CLI::App &user, const char *name, const char *description, Arguments &arguments,
-                      const std::function<Exit()> &run, Exit &result )
+Command addCommand( Command user, const char *name, const char *description, Arguments &arguments,
+                    const std::function<Exit()> &run, Exit &result )
 {
-    CLI::App *command = user.add_subcommand( name, description );
-    command->add_option( "--config", arguments.config, "The configuration file (TOML)" )->required();
-    command->add_option( "--directory", arguments.directory,
-                         "The directory's name in it; not needed when there is only one" );
-    addJson( *command, arguments.json );
-    command->callback( [run, &result] { result = run(); } );
+    Command command = user.add( name, description );
+    command.option( "--config", arguments.config, "The configuration file (TOML)" ).required();
+    command.option( "--directory", arguments.directory,
+                    "The directory's name in it; not needed when there is only one" );
+    addJson( command, arguments.json );
+    command.onCall( [run, &result] { result = run(); } );
     return command;
 }
 
-CLI::App *addChange( CLI::App &user, const char *name, const char *description, Change make, const char *done,
-                     const std::shared_ptr<Arguments> &arguments, Exit &result )
+Command addChange( Command user, const char *name, const char *description, Change make, const char *done,
+                   const std::shared_ptr<Arguments> &arguments, Exit &result )
 {
     auto run = [arguments, make, done] { return change( *arguments, make, done ); };
     return addCommand( user, name, description, *arguments, run, result );
 }
 
-void addOf( CLI::App &user, const char *name, const char *description, Change make, const char *done, bool password,
+void addOf( Command user, const char *name, const char *description, Change make, const char *done, bool password,
             Exit &result )
 {
     auto arguments = std::make_shared<Arguments>();
-    CLI::App *command = addChange( user, name, description, make, done, arguments, result );
-    command->add_option( "ID", arguments->user, "The user's id" )->required();
+    Command command = addChange( user, name, description, make, done, arguments, result );
+    command.option( "ID", arguments->user, "The user's id" ).required();
     if( password )
-        arguments->password.addTo( *command );
+        arguments->password.addTo( command );
 }
 
-void addAdd( CLI::App &user, Exit &result )
+void addAdd( Command user, Exit &result )
 {
     auto arguments = std::make_shared<Arguments>();
-    CLI::App *command = addChange( user, "add", "Add a user", addOne, "added", arguments, result );
-    command->add_option( "NAME", arguments->user, "The user name that the user authenticates with" )->required();
-    command->add_option( "--realm", arguments->realm, "The realm, when the user is to be known in that one only" );
-    command->add_option( "--id", arguments->id,
-                         "The id by which commands and references know the user; the name "
-                         "without it" );
-    arguments->password.addTo( *command );
+    Command command = addChange( user, "add", "Add a user", addOne, "added", arguments, result );
+    command.option( "NAME", arguments->user, "The user name that the user authenticates with" ).required();
+    command.option( "--realm", arguments->realm, "The realm, when the user is to be known in that one only" );
+    command.option( "--id", arguments->id,
+                    "The id by which commands and references know the user; the name "
+                    "without it" );
+    arguments->password.addTo( command );
 }
 
-void addList( CLI::App &user, Exit &result )
+void addList( Command user, Exit &result )
 {
     auto arguments = std::make_shared<Arguments>();
     addCommand(
@@ -182,16 +181,16 @@ void addList( CLI::App &user, Exit &result )
 
 } // namespace
 
-void addUser( CLI::App &app, Exit &result )
+void addUser( Command app, Exit &result )
 {
-    CLI::App *user = app.add_subcommand( "user", "Administrate the users of a directory" );
-    user->require_subcommand( 1 );
-    addAdd( *user, result );
-    addOf( *user, "password", "Give a user another password", setPassword, "has another password", true, result );
-    addOf( *user, "disable", "Let nobody find a user", disable, "disabled", false, result );
-    addOf( *user, "enable", "Let a disabled user be found again", enable, "enabled", false, result );
-    addOf( *user, "delete", "Delete a user", deleteOne, "deleted", false, result );
-    addList( *user, result );
+    Command user = app.add( "user", "Administrate the users of a directory" );
+    user.requireCommand();
+    addAdd( user, result );
+    addOf( user, "password", "Give a user another password", setPassword, "has another password", true, result );
+    addOf( user, "disable", "Let nobody find a user", disable, "disabled", false, result );
+    addOf( user, "enable", "Let a disabled user be found again", enable, "enabled", false, result );
+    addOf( user, "delete", "Delete a user", deleteOne, "deleted", false, result );
+    addList( user, result );
 }
 
 } // namespace tool
