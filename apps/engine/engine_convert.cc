@@ -85,7 +85,8 @@ Held<struct mbuf> bufferOf( std::string_view bytes )
     auto buffer = Held<struct mbuf>::own( mbuf_alloc( std::max<size_t>( bytes.size(), 1 ) ) );
     if( !buffer )
         return {};
-    memcpy( buffer->buf, bytes.data(), bytes.size() );
+    if( !bytes.empty() )
+        memcpy( buffer->buf, bytes.data(), bytes.size() );
     buffer->end = bytes.size();
     return buffer;
 }

@@ -13,6 +13,12 @@ Exchange::Exchange( Agent &agent, pb::Ref<hostClientSession> session, sip::Messa
 {
 }
 
+Exchange::~Exchange()
+{
+    for( const std::shared_ptr<Attempt> &attempt : attempts_ )
+        attempt->close();
+}
+
 std::shared_ptr<Exchange> makeExchange( Agent &agent, const pb::Ref<hostClientSession> &session, sip::Message request,
                                         const Hop &hop, bool contact )
 {
@@ -78,10 +84,11 @@ void Exchange::end( const Result &result )
     done( result );
 }
 
-Attempt::~Attempt()
+// What is still under way keeps its attempt.
+void Attempt::close()
 {
-    if( sent_ )
-        sent_->detach();
+    sent_.reset();
+    transaction_.clear();
 }
 
 void Attempt::begin( hostClientSession *session, hostClientTransaction *challenged )

@@ -13,10 +13,10 @@ class Attempt : public engine::ClientHandler, public std::enable_shared_from_thi
 {
 public:
     Attempt( Exchange &exchange, sip::Message request ) : exchange_( exchange ), request_( std::move( request ) ) {}
-    ~Attempt() override;
-
     /// Gives the request to the library: anew, or as the answer to the challenge of another attempt.
     void begin( hostClientSession *session, hostClientTransaction *challenged );
+    /// Hears nothing more of what it has sent.
+    void close();
     void cancel();
     void acknowledge( const sip::Message &ack, const Hop &hop );
     /// Sends the ACK once more: its 2xx was repeated.
@@ -69,6 +69,9 @@ class Exchange : public std::enable_shared_from_this<Exchange>
 public:
     /// REQUEST comes from Agent::newRequest, with CONTACT given one when it leaves.
     Exchange( Agent &agent, pb::Ref<hostClientSession> session, sip::Message request, Hop hop, bool contact );
+    Exchange( const Exchange & ) = delete;
+    Exchange &operator=( const Exchange & ) = delete;
+    ~Exchange();
 
     /// Called with each provisional response, and for an INVITE with each 2xx.
     std::function<void( const sip::Message & )> onProvisional;
