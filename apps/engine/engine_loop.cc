@@ -191,7 +191,6 @@ void Loop::runPosted()
 
 void Loop::run()
 {
-    thread_ = std::this_thread::get_id();
     re_main( nullptr );
 }
 

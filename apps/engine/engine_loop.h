@@ -29,8 +29,8 @@ public:
     void post( std::function<void()> function );
     void run();
     void stop();
-    /// Whether this is the loop's thread, within a batch.
-    bool inBatch() const { return depth_ > 0 && std::this_thread::get_id() == thread_; }
+    /// Whether this is the loop's thread, within a batch. Any thread.
+    bool inBatch() const { return std::this_thread::get_id() == thread_ && depth_ > 0; }
     /// Milliseconds of a clock that never goes back.
     static int64_t now();
 
@@ -68,7 +68,7 @@ private:
     int postDescriptor_ = -1;
     int depth_ = 0;
     bool attached_ = false;
-    std::thread::id thread_;
+    std::thread::id thread_; ///< the one that opened it
 };
 
 } // namespace engine

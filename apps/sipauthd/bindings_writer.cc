@@ -96,6 +96,8 @@ bool BindingsWriter::write( const std::vector<BindingsWrite> &batch )
     return file_->commit();
 }
 
+// Callbacks belong to the engine's thread. Whatever is posted is moved there: would anything be left here, this thread
+// might be the last to have it, and destroy it.
 void BindingsWriter::postDone( std::vector<BindingsWrite> batch )
 {
     auto callbacks = std::make_shared<std::vector<std::function<void( bool )>>>();
@@ -106,12 +108,12 @@ void BindingsWriter::postDone( std::vector<BindingsWrite> batch )
     }
     if( callbacks->empty() )
         return;
-    auto tell = [callbacks]
+    auto tell = [callbacks = std::move( callbacks )]
     {
         for( const auto &committed : *callbacks )
             committed( true );
     };
-    engine_.post( tell );
+    engine_.post( std::move( tell ) );
 }
 
 // With the lock: nothing more is written before fail has been called.
@@ -121,12 +123,12 @@ void BindingsWriter::postFailure( std::vector<BindingsWrite> batch )
     std::string why = file_->failure();
     file_->rollback();
     auto shared = std::make_shared<std::vector<BindingsWrite>>( std::move( batch ) );
-    auto tell = [self = self_, shared, why]
+    auto tell = [self = self_, shared = std::move( shared ), why]
     {
         if( *self )
             ( *self )->fail( std::move( *shared ), why );
     };
-    engine_.post( tell );
+    engine_.post( std::move( tell ) );
 }
 
 // In the engine's thread, which alone pushes: nothing can come in between.

@@ -7,6 +7,7 @@
 #include <malloc.h>
 #include <sqlite3.h>
 #include <sys/resource.h>
+#include <thread>
 
 namespace
 {
@@ -262,6 +263,24 @@ TEST_F( BindingsTest, GoBackToWhatTheFileHasWhenACommitFails )
     reopen();
     EXPECT_THAT( contacts( bindings_->find( alice ) ), ElementsAre( "sip:old" ) );
     EXPECT_THAT( contacts( bindings_->find( bob ) ), ElementsAre( "sip:again" ) );
+}
+
+// What they tell is bound to requests, and those to the engine, in whose thread alone it may go.
+TEST_F( BindingsTest, LetGoOfWhomTheyTellInTheEnginesThread )
+{
+    open();
+    engine_.setFast();
+    std::thread::id gone;
+    bool told = false;
+    auto note = [&gone]( int *number )
+    {
+        gone = std::this_thread::get_id();
+        delete number;
+    };
+    auto whom = std::shared_ptr<int>( new int( 1 ), note );
+    bindings_->replace( alice, { binding( "sip:a" ) }, [whom = std::move( whom ), &told]( bool ) { told = true; } );
+    ASSERT_TRUE( engine_.runUntil( [&] { return told; } ) );
+    EXPECT_EQ( gone, std::this_thread::get_id() );
 }
 
 TEST_F( BindingsTest, AreNotWrittenToAFileThatIsGone )

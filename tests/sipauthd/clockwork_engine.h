@@ -26,10 +26,14 @@ public:
     }
     void post( std::function<void()> function ) override
     {
-        std::lock_guard lock( mutex_ );
+        std::unique_lock lock( mutex_ );
         posted_.push_back( std::move( function ) );
         wake_.notify_one();
+        if( fast_ )
+            done_.wait_for( lock, std::chrono::seconds( 20 ), [this] { return posted_.empty() && !running_; } );
     }
+    /// From now on what another thread posts has run, and is gone, when its call returns.
+    void setFast() { fast_ = true; }
 
     /// Lets all timers that are set now expire.
     void expireTimers()
@@ -48,8 +52,13 @@ public:
                 return false;
             std::function<void()> function = std::move( posted_.front() );
             posted_.pop_front();
+            running_ = true;
             lock.unlock();
             function();
+            function = nullptr;
+            lock.lock();
+            running_ = false;
+            done_.notify_all();
         }
         return true;
     }
@@ -96,6 +105,9 @@ private:
 
     std::mutex mutex_;
     std::condition_variable wake_;
+    std::condition_variable done_;
+    bool fast_ = false;
+    bool running_ = false;
     std::deque<std::function<void()>> posted_;
     std::map<int, std::function<void()>> timers_;
     int lastTimer_ = 0;
