@@ -8,7 +8,11 @@ target_compile_options( sipauth-common INTERFACE -ffile-prefix-map=${PROJECT_SOU
 target_link_libraries( sipauth-common INTERFACE sipauth-warnings )
 if( SIPAUTH_PRECOMPILE_TESTS )
     # For a build whose programs are only run: lines for the sanitizers' reports, no more.
-    target_compile_options( sipauth-common INTERFACE $<IF:$<BOOL:${SIPAUTH_SANITIZE}>,-g1,-g0> )
+    if( SIPAUTH_SANITIZE )
+        target_compile_options( sipauth-common INTERFACE -g1 )
+    else()
+        target_compile_options( sipauth-common INTERFACE -g0 )
+    endif()
 endif()
 if( SIPAUTH_SANITIZE )
     target_compile_options( sipauth-common INTERFACE -fsanitize=${SIPAUTH_SANITIZE} -fno-omit-frame-pointer
