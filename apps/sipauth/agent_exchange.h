@@ -13,6 +13,7 @@ class Attempt : public engine::ClientHandler, public std::enable_shared_from_thi
 {
 public:
     Attempt( Exchange &exchange, sip::Message request ) : exchange_( exchange ), request_( std::move( request ) ) {}
+
     /// Gives the request to the library: anew, or as the answer to the challenge of another attempt.
     void begin( hostClientSession *session, hostClientTransaction *challenged );
     /// Hears nothing more of what it has sent.

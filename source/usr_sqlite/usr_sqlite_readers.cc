@@ -82,14 +82,19 @@ std::vector<Readers::Job> Readers::take()
     return round;
 }
 
-// A round of several is looked up in one transaction; when that fails, each question is one of its own.
+// A round of several is looked up in one transaction; when that fails, each question is one of its own. A failure may
+// have taken long, and so may the next one: it is told at once.
 void Readers::look( Connection &connection, std::vector<Job> &round )
 {
     std::string reason;
     if( round.size() > 1 && connection.ready( reason ) )
         Run( connection, Query::begin ).step();
     for( Job &job : round )
+    {
         look( connection, job );
+        if( !job.failure.empty() )
+            answer( job );
+    }
     if( connection.handle() && !sqlite3_get_autocommit( connection.handle() ) )
         Run( connection, Query::commit ).step();
 }
