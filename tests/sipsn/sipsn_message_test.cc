@@ -193,6 +193,8 @@ TEST( Message, GivesTheBytesOfALine )
     EXPECT_EQ( std::string( bytes, static_cast<size_t>( length ) ), "1\r\n 2 \xFF" );
     sipsnMessageLineBytesAt( message, 1, &length );
     EXPECT_EQ( length, 0 );
+    bytes = sipsnMessageLineNameBytesAt( message, 0, &length );
+    EXPECT_EQ( std::string( bytes, static_cast<size_t>( length ) ), "To" );
 }
 
 TEST( MessageDeathTest, IsAskedOnlyWhatItsKindHas )
@@ -210,6 +212,9 @@ TEST( MessageDeathTest, IsAskedOnlyWhatItsKindHas )
     int64_t length = 0;
     EXPECT_ABORT( sipsnMessageLineBytesAt( request, 1, &length ), path, "index >= 0 && index < message->linesLength" );
     EXPECT_ABORT( sipsnMessageLineBytesAt( request, 0, nullptr ), path, "length" );
+    EXPECT_ABORT( sipsnMessageLineNameBytesAt( request, 1, &length ), path,
+                  "index >= 0 && index < message->linesLength" );
+    EXPECT_ABORT( sipsnMessageLineNameBytesAt( request, 0, nullptr ), path, "length" );
     EXPECT_ABORT( sipsnMessageLineFindCstr( request, "To", -1, 2 ), path,
                   "index >= 0 && index <= message->linesLength" );
     EXPECT_ABORT( sipsnMessageLineFindCstr( request, "To", -2, 0 ), path, "length >= -1" );
